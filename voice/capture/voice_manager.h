@@ -1,0 +1,118 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/main_loop.h"
+#include "base/subscription.h"
+#include "core/value_store.h"
+#include "voice/capture/audio_file_writer.h"
+#include "voice/capture/chord_monitor.h"
+#include "voice/capture/media_players.h"
+#include "voice/capture/microphone.h"
+#include "voice/capture/speech_recognizer.h"
+#include "voice/parse/command.h"
+
+namespace tolvik {
+
+enum class VoicePhase : std::uint8_t { idle, listening, transcribing, done };
+
+/// Turns a finished recording into text: the upload when signed in. Absent for now; its place is kept.
+class TranscriptionClient {
+public:
+    TranscriptionClient() = default;
+    TranscriptionClient(const TranscriptionClient&) = delete;
+    TranscriptionClient& operator=(const TranscriptionClient&) = delete;
+    virtual ~TranscriptionClient() = default;
+
+    using Request = std::shared_ptr<void>;
+    /// Calls back once on the main loop with the transcript or the error's text; dropping the request cancels.
+    [[nodiscard]] virtual Request transcribe(const std::filesystem::path& file, const std::string& prompt,
+                                             std::function<void(Result<std::string, std::string>)> done) = 0;
+};
+
+/// The controller of a push-to-talk session. Main loop only.
+class VoiceManager {
+public:
+    struct Ports {
+        MainLoop& loop;
+        Workers& workers;
+        const Clock& clock;
+        Random& random;
+        ValueStore& values;
+        ChordMonitor& chord;
+        Microphone& microphone;
+        SpeechRecognizer& recognizer;
+        MediaPlayers& media;
+        AudioFileCodec& codec;
+        /// Null while signed out.
+        TranscriptionClient* transcription = nullptr;
+        /// Where recordings lie while they are needed.
+        std::filesystem::path temporaryFolder;
+        std::function<SpeechVocabulary()> vocabulary;
+        /// Carries the transcript out and answers once, perhaps later.
+        std::function<void(const std::string& transcript, std::function<void(const CommandOutcome&)>)> execute;
+        /// What the words so far would do.
+        std::function<CommandOutcome(const std::string& transcript)> preview;
+        /// Takes the last change back; the words for the pill, none when there is nothing to take back.
+        std::function<std::optional<std::string>()> undo;
+    };
+    explicit VoiceManager(Ports ports);
+    VoiceManager(const VoiceManager&) = delete;
+    VoiceManager& operator=(const VoiceManager&) = delete;
+    ~VoiceManager();
+
+    // --- published state; `onChanged` follows every change -----------------------------------------------------------
+    [[nodiscard]] VoicePhase phase() const;
+    /// Live preview while listening, then the final transcript.
+    [[nodiscard]] const std::string& transcript() const;
+    /// The outcome line of the done phase.
+    [[nodiscard]] const std::string& doneText() const;
+    /// The outcome behind `doneText`, for the pill's icon and colour.
+    [[nodiscard]] const std::optional<CommandOutcome>& doneOutcome() const;
+    [[nodiscard]] const std::optional<std::string>& error() const;
+    /// What the words so far would do, while listening or transcribing; none while nothing was understood.
+    [[nodiscard]] const std::optional<CommandOutcome>& pending() const;
+    /// Whether the pill offers to take the last change back.
+    [[nodiscard]] bool offersUndo() const;
+    /// The last input levels, oldest first, each from 0 to 1, at 20 a second while listening.
+    [[nodiscard]] const std::vector<float>& levels() const;
+    /// Seconds until listening ends by itself, while fewer than ten remain.
+    [[nodiscard]] std::optional<int> secondsLeft() const;
+    [[nodiscard]] bool enabled() const;
+    [[nodiscard]] bool hotkeySuspended() const;
+    /// Why the chord cannot be seen in this session; empty when it can.
+    [[nodiscard]] std::string chordProblem() const;
+    Subscription onChanged(std::function<void()> callback);
+    /// Time from the release of the chord to the executed command of the last session, and to first samples.
+    struct Timings {
+        std::optional<Millis> releaseToDone;
+        std::optional<Millis> chordToFirstSamples;
+    };
+    [[nodiscard]] const Timings& lastTimings() const;
+
+    // --- operations --------------------------------------------------------------------------------------------------
+    /// Installs the monitor, sweeps stale recordings.
+    void setEnabled(bool enabled);
+    void setHotkeySuspended(bool suspended);
+    /// The pill's microphone button: starts listening, or stops and processes.
+    void toggle();
+    /// The pill's Undo: within the offer's time.
+    void undo();
+    /// The pointer rests on the pill: the offer stays a while longer.
+    void keepUndoOffer();
+    /// While a new chord is recorded, sees the modifiers instead of the controller; empty to end.
+    void watchModifiers(std::function<void(std::uint32_t held)> watcher);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tolvik
