@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -62,7 +63,29 @@ public:
         std::function<CommandOutcome(const std::string& transcript)> preview;
         /// Takes the last change back; the words for the pill, none when there is nothing to take back.
         std::function<std::optional<std::string>()> undo;
+        /// What the uploaded recording is recognised with; empty when absent. Used with `transcription` only.
+        std::function<std::string()> prompt = {};
     };
+
+    /// Listening ends by itself after this time and what was said is processed.
+    static constexpr Millis listeningCap{60'000};
+    /// A shorter press of the chord is no press.
+    static constexpr Millis minimumPress{200};
+    /// How long an outcome is shown.
+    static constexpr Millis doneTime{2'000};
+    /// How long the offer to undo stays once the pointer rested on it.
+    static constexpr Millis keptOfferTime{4'000};
+    /// How long an error is shown.
+    static constexpr Millis errorTime{5'000};
+    /// How often the display is asked whether the chord is still down, in case its release was missed.
+    static constexpr Millis releaseCheckInterval{250};
+    /// A recognition that takes longer than this is given up.
+    static constexpr Millis transcribingLimit{30'000};
+    static constexpr Millis levelInterval{50};
+    static constexpr std::size_t levelCount = 10;
+    static constexpr Millis previewInterval{100};
+
+    /// All ports outlive the manager; workers, codec and clock outlive the workers' last job as well.
     explicit VoiceManager(Ports ports);
     VoiceManager(const VoiceManager&) = delete;
     VoiceManager& operator=(const VoiceManager&) = delete;
@@ -98,8 +121,9 @@ public:
     [[nodiscard]] const Timings& lastTimings() const;
 
     // --- operations --------------------------------------------------------------------------------------------------
-    /// Installs the monitor, sweeps stale recordings.
+    /// On: watches the chord and sweeps stale recordings. Off: ends a session without a trace.
     void setEnabled(bool enabled);
+    /// While suspended the chord does nothing; a session that it started ends without a trace.
     void setHotkeySuspended(bool suspended);
     /// The pill's microphone button: starts listening, or stops and processes.
     void toggle();
