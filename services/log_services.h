@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/clock.h"
+#include "base/main_loop.h"
+#include "base/result.h"
+#include "core/app_store.h"
+#include "services/paths.h"
+#include "voice/parse/command_executor.h"
+#include "voice/parse/local_voice_parser.h"
+
+namespace tolvik {
+
+class DictionaryManager;
+class SyncOutbox;
+
+/// The log and what understands sentences about it: the part that the desktop and the command line share. The caller
+/// holds the store's lock for as long as this lives. Main loop only.
+class LogServices {
+public:
+    /// What the process lends. Everything outlives the services.
+    struct Ports {
+        const Clock& clock;
+        const TimeZone& timeZone;
+        Random& random;
+        MainLoop& loop;
+        Workers& workers;
+        /// Null while there is no change stream.
+        ChangeHoldOff* holdOff = nullptr;
+        /// Null while there is no account.
+        BackendParser* backend = nullptr;
+        /// Empty stands for signed out.
+        std::function<bool()> isSignedIn;
+        /// Empty while there is no server.
+        std::function<void(DayKey)> requestDay;
+    };
+
+    /// Opens the log below `paths.data`, which is created when it is missing. A damaged file is moved aside and a
+    /// fresh one opened; `store().onNotice` says so.
+    [[nodiscard]] static Result<std::unique_ptr<LogServices>, StoreError> open(const Paths& paths, Ports ports);
+
+    LogServices(const LogServices&) = delete;
+    LogServices& operator=(const LogServices&) = delete;
+    ~LogServices();
+
+    [[nodiscard]] const Paths& paths() const;
+    [[nodiscard]] ValueStore& values();
+    [[nodiscard]] AppStore& store();
+    [[nodiscard]] DictionaryManager& dictionary();
+    [[nodiscard]] SyncOutbox& outbox();
+    [[nodiscard]] const LocalVoiceParser& parser();
+    [[nodiscard]] CommandExecutor& executor();
+
+    /// True when the embedding's module and model files are there; they are loaded when meaning is first asked for.
+    [[nodiscard]] bool hasEmbedding() const;
+    /// Loads the embedding and the vectors of the anchors and of the open tasks' titles on a worker. For processes
+    /// that live long; calling it again takes in new titles.
+    void warmUp();
+
+private:
+    struct Impl;
+    explicit LogServices(std::unique_ptr<Impl> impl);
+
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tolvik
