@@ -9,6 +9,7 @@
 #include <QScreen>
 #include <QVariantMap>
 #include <spdlog/spdlog.h>
+#include <utility>
 
 #include "app/pill/pill_place.h"
 
@@ -21,8 +22,8 @@ constexpr int pointerPollMs = 100;
 
 }  // namespace
 
-PillWindow::PillWindow(QQmlEngine& engine, VoiceManager& voice, PillDesktop& desktop, QObject* pill)
-    : engine_(engine), voice_(voice), desktop_(desktop), pill_(pill) {
+PillWindow::PillWindow(QQmlEngine& engine, QUrl content, VoiceManager& voice, PillDesktop& desktop, QObject* pill)
+    : engine_(engine), url_(std::move(content)), voice_(voice), desktop_(desktop), pill_(pill) {
     pointer_.setInterval(pointerPollMs);
     connect(&pointer_, &QTimer::timeout, this, &PillWindow::followPointer);
     voiceChanged_ = voice_.onChanged([this] { update(); });
@@ -40,7 +41,7 @@ void PillWindow::prepare() {
     if (window_ || failed_) {
         return;
     }
-    QQmlComponent component(&engine_, QUrl("qrc:/Tolvik/Shell/PillHost.qml"));
+    QQmlComponent component(&engine_, url_);
     const QVariantMap properties{{"pill", QVariant::fromValue(pill_)},
                                  {"composited", desktop_.hasCompositor()},
                                  {"reducedMotion", reducedMotion_}};

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPoint>
 #include <QTimer>
+#include <QUrl>
 #include <memory>
 
 #include "app/pill/pill_desktop.h"
@@ -19,8 +20,10 @@ namespace tolvik {
 class PillWindow final : public QObject {
     Q_OBJECT
 public:
-    /// `pill` is the object that the content shows; everything outlives the window.
-    PillWindow(QQmlEngine& engine, VoiceManager& voice, PillDesktop& desktop, QObject* pill);
+    /// `content` is an Item whose size is the window's. It takes the properties `pill` (the object it shows),
+    /// `composited`, `reducedMotion` and `shown`, has `margin` (room around the pill) and `undoArea` (where a click
+    /// counts), and reports `gone()` when it is out of sight. Everything given outlives the window.
+    PillWindow(QQmlEngine& engine, QUrl content, VoiceManager& voice, PillDesktop& desktop, QObject* pill);
     ~PillWindow() override;
 
     /// Makes the window, unshown, so that the first press of the chord does not wait for it.
@@ -40,6 +43,7 @@ private:
     void followPointer();
 
     QQmlEngine& engine_;
+    QUrl url_;
     VoiceManager& voice_;
     PillDesktop& desktop_;
     QObject* pill_;
