@@ -26,7 +26,7 @@ public:
     struct Callbacks {
         /// The modifiers that are down now (bits of `modifier`), at each change.
         std::function<void(std::uint32_t held)> onModifiers;
-        /// A key that is no modifier went down.
+        /// A key that is no modifier went down while at least one of the four was held.
         std::function<void()> onOtherKey;
     };
     /// Starts watching. False when this session cannot be watched; `problem()` says why.
