@@ -63,6 +63,7 @@ RULES = {
     "app/models": Rule(
         FEATURE + ("dictionary", "voice", "services", "app/shell"), "shows the features to QML; no adapters", qt=True
     ),
+    "app/pill": Rule(FEATURE + ("voice", "app/shell", "app/models"), "the pill's window; the display is a port", qt=True),
     "app": Rule(
         FEATURE + ("dictionary", "sync", "voice", "services", "commands", "adapters", "app", "ui"),
         "the desktop composition: the only place that joins everything",
