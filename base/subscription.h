@@ -30,6 +30,16 @@ public:
         return Subscription(std::move(slot));
     }
 
+    /// True while anyone is subscribed.
+    [[nodiscard]] bool isConnected() const {
+        for (const auto& slot : slots_) {
+            if (!slot.expired()) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     void emit(Args... args) {
         std::erase_if(slots_, [](const auto& slot) { return slot.expired(); });
         // A callback may connect another one, which the present emission does not reach.

@@ -1,0 +1,151 @@
+#include "core/mutations.h"
+
+#include <set>
+
+#include "base/json_writer.h"
+
+namespace tolvik {
+namespace {
+
+void textOrNull(JsonObjectWriter& out, std::string_view key, const std::optional<std::string>& value) {
+    if (value) {
+        out.text(key, *value);
+    } else {
+        out.null(key);
+    }
+}
+void textOrNull(JsonObjectWriter& out, std::string_view key, const std::optional<Identifier>& value) {
+    textOrNull(out, key, value ? std::optional(value->text()) : std::nullopt);
+}
+void textOrNull(JsonObjectWriter& out, std::string_view key, const std::optional<Timestamp>& value) {
+    textOrNull(out, key, value ? std::optional(value->text()) : std::nullopt);
+}
+
+std::string changedFields(const TaskModel& before, const TaskModel& after) {
+    std::string body;
+    {
+        JsonObjectWriter out(body);
+        if (before.title != after.title) {
+            out.text("title", after.title);
+        }
+        if (before.status != after.status) {
+            out.text("status", after.status);
+        }
+        if (before.isActive != after.isActive) {
+            out.boolean("isActive", after.isActive);
+        }
+        if (before.completedAt != after.completedAt) {
+            textOrNull(out, "completedAt", after.completedAt);
+        }
+        if (before.sortOrder != after.sortOrder) {
+            out.number("sortOrder", after.sortOrder);
+        }
+        if (before.colorIndex != after.colorIndex) {
+            out.number("colorIndex", after.colorIndex);
+        }
+        if (before.tagId != after.tagId) {
+            textOrNull(out, "tagId", after.tagId);
+        }
+    }
+    return body;
+}
+
+std::string changedFields(const TimeEntry& before, const TimeEntry& after) {
+    if (before.endedAt == after.endedAt && before.durationMs == after.durationMs) {
+        return "{}";
+    }
+    std::string body;
+    {
+        JsonObjectWriter out(body);
+        textOrNull(out, "endedAt", after.endedAt);
+        if (after.durationMs) {
+            out.number("durationMs", *after.durationMs);
+        } else {
+            out.null("durationMs");
+        }
+    }
+    return body;
+}
+
+std::string changedFields(const SwitchLog& before, const SwitchLog& after) {
+    std::string body;
+    {
+        JsonObjectWriter out(body);
+        if (before.reason != after.reason) {
+            textOrNull(out, "reason", after.reason);
+        }
+        if (before.fromTaskId != after.fromTaskId) {
+            textOrNull(out, "fromTaskId", after.fromTaskId);
+        }
+    }
+    return body;
+}
+
+std::string changedFields(const TagModel& before, const TagModel& after) {
+    std::string body;
+    {
+        JsonObjectWriter out(body);
+        if (before.name != after.name) {
+            out.text("name", after.name);
+        }
+        if (before.colorIndex != after.colorIndex) {
+            out.number("colorIndex", after.colorIndex);
+        }
+    }
+    return body;
+}
+
+template <class Record>
+void addChangedAndCreated(std::vector<Mutation>& out, const std::string& path,
+                          const std::vector<RecordChange<Record>>& changes) {
+    for (const auto& change : changes) {
+        if (change.before && change.after) {
+            std::string body = changedFields(*change.before, *change.after);
+            if (body != "{}") {
+                out.push_back({"PATCH", path + "/" + change.after->id.text(), std::move(body), change.after->id});
+            }
+        }
+    }
+    for (const auto& change : changes) {
+        if (!change.before && change.after) {
+            std::string body;
+            appendRecord(body, *change.after);
+            out.push_back({"POST", path, std::move(body), change.after->id});
+        }
+    }
+}
+
+template <class Record>
+void addDeleted(std::vector<Mutation>& out, const std::string& path, const std::vector<RecordChange<Record>>& changes,
+                const auto& goesAnyway) {
+    for (const auto& change : changes) {
+        if (change.before && !change.after && !goesAnyway(*change.before)) {
+            out.push_back({"DELETE", path + "/" + change.before->id.text(), std::nullopt, change.before->id});
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<Mutation> mutationsOf(const OperationRecord& change) {
+    std::set<Identifier> deletedTasks;
+    for (const auto& task : change.tasks) {
+        if (task.before && !task.after) {
+            deletedTasks.insert(task.before->id);
+        }
+    }
+    std::vector<Mutation> out;
+    addChangedAndCreated(out, "/tags", change.tags);
+    addChangedAndCreated(out, "/tasks", change.tasks);
+    addChangedAndCreated(out, "/time-entries", change.entries);
+    addChangedAndCreated(out, "/switch-logs", change.logs);
+    addDeleted(out, "/switch-logs", change.logs,
+               [&](const SwitchLog& log) { return deletedTasks.contains(log.toTaskId); });
+    addDeleted(out, "/time-entries", change.entries,
+               [&](const TimeEntry& entry) { return deletedTasks.contains(entry.taskId); });
+    addDeleted(out, "/tasks", change.tasks, [](const TaskModel&) { return false; });
+    addDeleted(out, "/tags", change.tags, [](const TagModel&) { return false; });
+    return out;
+}
+
+}  // namespace tolvik
