@@ -32,6 +32,9 @@ public:
     /// Of a normalised sentence.
     [[nodiscard]] Intent classifyIntent(std::string_view text) const;
 
+    /// `classifyIntent` by the phrase tables alone: "unknown" where meaning would be asked.
+    [[nodiscard]] static Intent classifyByPhrase(std::string_view text);
+
     struct AnchorMatch {
         std::string intent;
         std::string anchor;
