@@ -2,7 +2,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/main_loop.h"
@@ -38,15 +40,29 @@ public:
         std::function<void(DayKey)> requestDay;
     };
 
+    struct Options {
+        /// A process that makes one change and ends leaves tidying the log's file to the next that lives longer.
+        bool endsAfterwards = false;
+    };
+
     /// Opens the log below `paths.data`, which is created when it is missing. A damaged file is moved aside and a
-    /// fresh one opened; `store().onNotice` says so.
-    [[nodiscard]] static Result<std::unique_ptr<LogServices>, StoreError> open(const Paths& paths, Ports ports);
+    /// fresh one opened, see `openingNotice`. Where the log can be read and not written it opens as well, and
+    /// `store().saveProblem()` says so after the first change; it fails where it can be neither.
+    [[nodiscard]] static Result<std::unique_ptr<LogServices>, StoreError> open(const Paths& paths, Ports ports,
+                                                                               Options options);
+    [[nodiscard]] static Result<std::unique_ptr<LogServices>, StoreError> open(const Paths& paths, Ports ports) {
+        return open(paths, std::move(ports), Options{});
+    }
 
     LogServices(const LogServices&) = delete;
     LogServices& operator=(const LogServices&) = delete;
     ~LogServices();
 
     [[nodiscard]] const Paths& paths() const;
+    /// What happened to a damaged file when the log was opened, for the user; empty when nothing did.
+    [[nodiscard]] std::string openingNotice() const;
+    /// Why the log cannot be written at present, as far as opening it told.
+    [[nodiscard]] std::optional<StoreError> openProblem() const;
     [[nodiscard]] ValueStore& values();
     [[nodiscard]] AppStore& store();
     [[nodiscard]] DictionaryManager& dictionary();

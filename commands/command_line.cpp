@@ -1,0 +1,267 @@
+#include "commands/command_line.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
+#include <optional>
+
+#include "commands/likeness.h"
+
+namespace tolvik {
+namespace {
+
+constexpr std::size_t kWords = std::numeric_limits<std::size_t>::max();
+constexpr OptionHelp kJson{"json", "", "print JSON"};
+constexpr OptionHelp kHelp{"help", "", "show this page"};
+constexpr std::string_view kTaskDetails =
+    "The task is named by its id, its exact title, or a part of the title that only one task has.\n"
+    "Open tasks come before finished ones.";
+
+const std::vector<CommandHelp>& table() {
+    static const std::vector<CommandHelp> commands = {
+        {"status", "", "what runs now", 0, 0, {}, "", false},
+        {"start", "TITLE", "start a new task", 1, kWords, {{"reason", "TEXT", "why you switch"}}, "", false},
+        {"switch",
+         "TITLE|ID",
+         "go on with a task",
+         1,
+         kWords,
+         {{"reason", "TEXT", "why you switch"}},
+         kTaskDetails,
+         false},
+        {"stop", "", "stop the running task", 0, 0, {}, "", false},
+        {"done", "[TITLE|ID]", "finish a task, or the running one", 0, kWords, {}, kTaskDetails, false},
+        {"resume", "", "go back to the task that ran last", 0, 0, {}, "", false},
+        {"undo", "", "take the last change back, once", 0, 0, {}, "", false},
+        {"log",
+         "",
+         "the entries of a day",
+         0,
+         0,
+         {{"day", "DAY", "yyyy-mm-dd, today, yesterday or a number of days back (default: today)"}},
+         "",
+         false},
+        {"tasks",
+         "",
+         "open tasks, latest first; the numbers can be spoken",
+         0,
+         0,
+         {{"all", "", "every open and finished task"}},
+         "",
+         false},
+        {"project",
+         "list | add NAME | rename NAME NEW | delete NAME",
+         "projects",
+         1,
+         kWords,
+         {},
+         "A name of several words is quoted for rename. Deleting a project keeps its tasks.",
+         false},
+        {"edit",
+         "TITLE|ID",
+         "change a task's title or project",
+         1,
+         kWords,
+         {{"title", "TITLE", "the new title"},
+          {"project", "NAME", "put it into this project"},
+          {"no-project", "", "take it out of its project"}},
+         kTaskDetails,
+         false},
+        {"delete", "TITLE|ID", "delete a task with its time", 1, kWords, {}, kTaskDetails, false},
+        {"say",
+         "TEXT",
+         "carry a sentence out as if it were spoken",
+         1,
+         kWords,
+         {{"dry-run", "", "only tell what it would do"}},
+         "",
+         false},
+        {"hear",
+         "FILE",
+         "recognise a recording (.wav, .m4a) and carry it out",
+         1,
+         1,
+         {{"dry-run", "", "only tell what it would do"}},
+         "",
+         false},
+        {"parse",
+         "[TEXT]",
+         "what a sentence would do, changing nothing",
+         0,
+         kWords,
+         {{"tasks", "FILE", "candidates: JSON array of {\"id\",\"title\",\"position\",\"isActive\"}"},
+          {"stdin", "", "one sentence a line in, one JSON object a line out"}},
+         "Without --tasks the log's own tasks are the candidates.",
+         false},
+        {"data",
+         "get KEY | keys | export FILE | import FILE",
+         "stored values, as they are",
+         1,
+         2,
+         {},
+         "An import replaces tasks, projects, entries and switches, and keeps the old ones aside.",
+         false},
+        {"doctor", "", "what is there, what is missing, and what to do about it", 0, 0, {}, "", false},
+        {"raise", "", "bring the desktop's window to the front", 0, 0, {}, "", true},
+        {"candidates", "", "the open tasks as the parser gets them", 0, 0, {}, "", true},
+        {"vocabulary", "", "titles, project names and terms for the recogniser", 0, 0, {}, "", true},
+        {"health", "", "the log's sizes and whether its file is whole", 0, 0, {}, "", true},
+    };
+    return commands;
+}
+
+std::optional<OptionHelp> findOption(const CommandHelp& command, std::string_view name) {
+    if (name == kJson.name) {
+        return kJson;
+    }
+    if (name == kHelp.name) {
+        return kHelp;
+    }
+    // Set by the program where the output is a terminal.
+    if (name == "colour") {
+        return OptionHelp{"colour", "", ""};
+    }
+    const auto found = std::ranges::find(command.options, name, &OptionHelp::name);
+    return found == command.options.end() ? std::nullopt : std::optional(*found);
+}
+
+std::string usageOf(const CommandHelp& command) {
+    return fmt::format("tolvik {}{}{}", command.name, command.arguments.empty() ? "" : " ", command.arguments);
+}
+
+std::string tryHelp(const CommandHelp& command) {
+    return fmt::format("Usage: {}\nMore with: tolvik {} --help", usageOf(command), command.name);
+}
+
+Result<void, std::string> countedRight(const CommandHelp& command, const CommandRequest& request) {
+    if (request.arguments.size() < command.fewestArguments) {
+        return failure(fmt::format("\"{}\" needs {}.\n{}", command.name, command.arguments, tryHelp(command)));
+    }
+    if (request.arguments.size() > command.mostArguments) {
+        return failure(fmt::format("\"{}\" does not take \"{}\".\n{}", command.name,
+                                   request.arguments[command.mostArguments], tryHelp(command)));
+    }
+    return {};
+}
+
+}  // namespace
+
+std::span<const CommandHelp> allCommands() {
+    return table();
+}
+
+const CommandHelp* findCommand(std::string_view name) {
+    const auto found = std::ranges::find(table(), name, &CommandHelp::name);
+    return found == table().end() ? nullptr : &*found;
+}
+
+std::string overviewHelp() {
+    std::string help =
+        "tolvik keeps the log of what you work on.\n\n"
+        "  tolvik                 open the desktop application, or raise its window\n";
+    for (const auto& command : table()) {
+        if (!command.internal) {
+            const auto form = command.name == "project" || command.name == "data"
+                                  ? fmt::format("tolvik {} …", command.name)
+                                  : usageOf(command);
+            help += fmt::format("  {:<22} {}\n", form, command.summary);
+        }
+    }
+    help +=
+        "\nEvery command takes --json and --help.\n"
+        "Exit codes: 0 done, 1 nothing done, 2 wrong usage, 3 the environment failed.\n";
+    return help;
+}
+
+std::string commandHelp(const CommandHelp& command) {
+    std::string help = fmt::format("{}\n  {}\n\nOptions:\n", usageOf(command), command.summary);
+    auto options = command.options;
+    options.push_back(kJson);
+    options.push_back(kHelp);
+    for (const auto& option : options) {
+        const auto form = fmt::format("--{}{}{}", option.name, option.value.empty() ? "" : " ", option.value);
+        help += fmt::format("  {:<18} {}\n", form, option.help);
+    }
+    if (!command.details.empty()) {
+        help += fmt::format("\n{}\n", command.details);
+    }
+    return help;
+}
+
+Result<CommandRequest, std::string> parseCommandLine(std::span<const std::string> arguments) {
+    if (arguments.empty()) {
+        return failure(std::string("No command. See: tolvik --help"));
+    }
+    CommandRequest request;
+    request.command = arguments.front();
+    const CommandHelp* command = findCommand(request.command);
+    if (command == nullptr) {
+        std::vector<std::string> names;
+        for (const auto& one : table()) {
+            if (!one.internal) {
+                names.emplace_back(one.name);
+            }
+        }
+        const auto near = likest(request.command, names);
+        return failure(fmt::format("There is no command \"{}\".{}\nAll commands: tolvik --help", request.command,
+                                   near ? fmt::format(" Did you mean \"{}\"?", *near) : ""));
+    }
+    bool optionsOver = false;
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        std::string_view argument = arguments[i];
+        if (optionsOver || !argument.starts_with('-') || argument == "-") {
+            request.arguments.emplace_back(argument);
+            continue;
+        }
+        if (argument == "--") {
+            optionsOver = true;
+            continue;
+        }
+        if (argument == "-h") {
+            argument = "--help";
+        }
+        const auto equals = argument.find('=');
+        const auto name = argument.substr(0, equals);
+        const auto option = name.starts_with("--") ? findOption(*command, name.substr(2)) : std::nullopt;
+        if (!option) {
+            return failure(
+                fmt::format("\"{}\" has no option {}. A text that begins with a dash goes behind \"--\".\n{}",
+                            command->name, name, tryHelp(*command)));
+        }
+        std::string value;
+        if (option->value.empty()) {
+            if (equals != std::string_view::npos) {
+                return failure(fmt::format("{} takes no value.\n{}", name, tryHelp(*command)));
+            }
+        } else if (equals != std::string_view::npos) {
+            value = argument.substr(equals + 1);
+        } else if (i + 1 < arguments.size()) {
+            value = arguments[++i];
+        } else {
+            return failure(fmt::format("{} needs {}.\n{}", name, option->value, tryHelp(*command)));
+        }
+        request.options[std::string(option->name)] = std::move(value);
+    }
+    if (request.has("help")) {
+        return request;
+    }
+    if (const auto counted = countedRight(*command, request); !counted) {
+        return failure(counted.error());
+    }
+    return request;
+}
+
+Result<void, std::string> checkRequest(const CommandRequest& request) {
+    const CommandHelp* command = findCommand(request.command);
+    if (command == nullptr) {
+        return failure(fmt::format("There is no command \"{}\".", request.command));
+    }
+    for (const auto& [name, value] : request.options) {
+        if (!findOption(*command, name)) {
+            return failure(fmt::format("\"{}\" has no option --{}.", request.command, name));
+        }
+    }
+    return countedRight(*command, request);
+}
+
+}  // namespace tolvik

@@ -1,0 +1,121 @@
+#include "services/log_services.h"
+
+#include <atomic>
+#include <optional>
+#include <utility>
+
+#include "adapters/sqlite/sqlite_value_store.h"
+#include "services/lazy_embedder.h"
+
+namespace tolvik {
+namespace {
+
+/// Before there is a change stream nobody announces anything.
+class NoHoldOff final : public ChangeHoldOff {
+public:
+    void suppressUntil(Instant) override {}
+};
+
+class NoMutations final : public MutationSink {
+public:
+    void stage(WriteBatch&, std::span<const Mutation>) override {}
+    void staged() override {}
+};
+
+SqliteValueStore::Options storeOptions(const LogServices::Options& options) {
+    SqliteValueStore::Options chosen;
+    chosen.checkpointOnClose = !options.endsAfterwards;
+    return chosen;
+}
+
+}  // namespace
+
+struct LogServices::Impl {
+    Impl(Paths where, Ports lent, const Options& options)
+        : places(std::move(where)),
+          ports(std::move(lent)),
+          values(places.database().string(), storeOptions(options)),
+          embedder(std::make_shared<LazyEmbedder>(places.embeddingModule(), places.embeddingModel())),
+          parser(std::make_shared<LocalVoiceParser>(embedder.get())) {}
+
+    /// The rest needs a file that can be read.
+    void openLog() {
+        const auto signedIn = ports.isSignedIn ? ports.isSignedIn : [] { return false; };
+        store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, mutations,
+                                    ports.holdOff == nullptr ? noHoldOff : *ports.holdOff,
+                                    [] { return std::optional<Identifier>(); }, signedIn, ports.requestDay});
+        executor.emplace(
+            CommandExecutor::Ports{*store, *parser, ports.backend, signedIn, [] { return std::string(); }});
+    }
+
+    Paths places;
+    Ports ports;
+    SqliteValueStore values;
+    NoHoldOff noHoldOff;
+    NoMutations mutations;
+    // Shared with the worker that warms them up, which may outlive the services by a moment.
+    std::shared_ptr<LazyEmbedder> embedder;
+    std::shared_ptr<LocalVoiceParser> parser;
+    std::optional<AppStore> store;
+    std::optional<CommandExecutor> executor;
+};
+
+Result<std::unique_ptr<LogServices>, StoreError> LogServices::open(const Paths& paths, Ports ports, Options options) {
+    auto impl = std::make_unique<Impl>(paths, std::move(ports), options);
+    if (const auto readable = impl->values.keys(); !readable) {
+        return failure(impl->values.openProblem().value_or(readable.error()));
+    }
+    impl->openLog();
+    return std::unique_ptr<LogServices>(new LogServices(std::move(impl)));
+}
+
+LogServices::LogServices(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+LogServices::~LogServices() = default;
+
+const Paths& LogServices::paths() const {
+    return impl_->places;
+}
+
+std::string LogServices::openingNotice() const {
+    const auto aside = impl_->values.movedAside();
+    return aside ? "The log's file was damaged. A new one was begun, and the old one is kept at " + *aside
+                 : std::string();
+}
+
+std::optional<StoreError> LogServices::openProblem() const {
+    return impl_->values.openProblem();
+}
+
+ValueStore& LogServices::values() {
+    return impl_->values;
+}
+
+AppStore& LogServices::store() {
+    return *impl_->store;
+}
+
+const LocalVoiceParser& LogServices::parser() {
+    return *impl_->parser;
+}
+
+CommandExecutor& LogServices::executor() {
+    return *impl_->executor;
+}
+
+bool LogServices::hasEmbedding() const {
+    return impl_->embedder->isPresent();
+}
+
+void LogServices::warmUp() {
+    if (!hasEmbedding()) {
+        return;
+    }
+    std::vector<std::string> titles;
+    for (const auto& task : impl_->executor->candidates()) {
+        titles.push_back(task.title);
+    }
+    impl_->ports.workers.run(
+        [embedder = impl_->embedder, parser = impl_->parser, titles = std::move(titles)] { parser->warm(titles); });
+}
+
+}  // namespace tolvik
