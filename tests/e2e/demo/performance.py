@@ -11,6 +11,8 @@ from x11 import Display
 
 # The longest that an answer may take after the release before the story goes on without it.
 PATIENCE = 15
+# The title of the application's window.
+WINDOW = "^Tolvik"
 # From a person's last sound to the fingers leaving the keys.
 FINGERS = 0.05
 
@@ -70,7 +72,8 @@ class Performance:
         def ready():
             if not self.program.alive():
                 raise RuntimeError("the application ended at once, see desktop.log")
-            return self.trace.read() and xdotool("search", "--onlyvisible", "--pid", str(self.program.process.pid))
+            self.trace.read()
+            return self.trace.seen and xdotool("search", "--onlyvisible", "--name", WINDOW)
 
         wait_for(ready, 20, "the application opens its window")
         self.ready_after = time.monotonic() - start
@@ -164,8 +167,7 @@ class Performance:
             complaints.append(f"the editor holds {content!r} where {self.editor.typed!r} was typed")
         if not self.program.alive():
             return complaints + ["the application ended before its time"]
-        status = self.program.command("status")
-        print(f"\nStatus by the command line: {status}")
+        print("\nWhat the command line says:\n" + self.program.words("status") + self.program.words("log"))
         self.home_page(complaints)
         self.menu(complaints)
         if not self.program.stop():
@@ -173,7 +175,7 @@ class Performance:
         return complaints
 
     def home_page(self, complaints):
-        windows = xdotool("search", "--onlyvisible", "--pid", str(self.program.process.pid), "--name", "Tolvik")
+        windows = xdotool("search", "--onlyvisible", "--name", WINDOW)
         if not windows:
             complaints.append("the application's window is not there")
             return

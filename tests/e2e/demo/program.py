@@ -46,13 +46,13 @@ class Program:
         self.output.close()
         return code == 0
 
-    def command(self, *arguments):
-        """What the command line answers, decoded; raises when it fails."""
-        done = subprocess.run([self.tolvik, *arguments, "--json"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+    def words(self, *arguments):
+        """What the command line prints for a person; raises when it fails."""
+        done = subprocess.run([self.tolvik, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, timeout=15, check=False)
         if done.returncode not in (0, 1):
             raise RuntimeError(f"tolvik {' '.join(arguments)}: {done.returncode} {done.stderr.decode().strip()}")
-        return json.loads(done.stdout)
+        return done.stdout.decode()
 
     def collection(self, key):
         done = subprocess.run([self.tolvik, "data", "get", key], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
