@@ -1,0 +1,13 @@
+import QtQuick
+
+// Two pixels of accent around the parent, with a gap of two.
+Rectangle {
+    property real around: parent.radius ?? 0 // qmllint disable missing-property
+
+    anchors.fill: parent
+    anchors.margins: -4
+    border.color: Theme.accent
+    border.width: 2
+    color: "transparent"
+    radius: around + 4
+}

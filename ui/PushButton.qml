@@ -1,0 +1,72 @@
+import QtQuick
+import QtQuick.Templates as T
+
+// A button with words, an icon, or both.
+T.AbstractButton {
+    id: root
+
+    enum Kind {
+        Outlined,
+        Filled,
+        Danger,
+        Plain
+    }
+
+    property int kind: PushButton.Outlined
+    property string iconName
+    property color tint: kind === PushButton.Filled ? Theme.onAccent : kind === PushButton.Danger ? Theme.onDanger : kind === PushButton.Plain ? Theme.accent : Theme.t1
+    property int iconSize: 16
+
+    implicitWidth: Math.max(implicitHeight, content.implicitWidth + (text.length > 0 ? (iconName.length > 0 ? 26 : 24) : 0))
+    implicitHeight: 36
+    hoverEnabled: true
+    focusPolicy: Qt.TabFocus
+    Accessible.role: Accessible.Button
+    Accessible.name: text
+    Accessible.onPressAction: click()
+    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: click()
+
+    background: Rectangle {
+        radius: Theme.controlRadius
+        color: root.kind === PushButton.Filled ? Theme.accent : root.kind === PushButton.Danger ? Theme.danger : root.down ? Theme.sunk : root.hovered ? Theme.hover : root.kind === PushButton.Plain ? "transparent" : Theme.page
+        border.width: root.kind === PushButton.Outlined ? 1 : 0
+        border.color: Theme.edge
+        opacity: root.kind !== PushButton.Outlined && root.kind !== PushButton.Plain && (root.hovered || root.down) ? 0.9 : 1
+
+        Behavior on color  {
+            ColorAnimation {
+                duration: Theme.hoverMs
+            }
+        }
+        FocusRing {
+            visible: root.visualFocus
+        }
+    }
+    contentItem: Item {
+        implicitWidth: content.implicitWidth
+
+        Row {
+            id: content
+
+            anchors.centerIn: parent
+            spacing: 8
+            opacity: root.enabled ? 1 : 0.45
+
+            Icon {
+                anchors.verticalCenter: parent.verticalCenter
+                color: root.tint
+                name: root.iconName
+                size: root.iconSize
+                visible: root.iconName.length > 0
+            }
+            Label {
+                color: root.tint
+                font.weight: Font.Medium
+                size: Theme.secondary
+                text: root.text
+                visible: root.text.length > 0
+            }
+        }
+    }
+}

@@ -1,0 +1,281 @@
+pragma ComponentBehavior
+import QtQuick
+import QtQuick.Templates as T
+import Tolvik.Models
+
+// The pages, the running task while another page is shown, and whose log this is.
+Rectangle {
+    id: root
+
+    required property WindowModel app
+    property string page: "home"
+    property bool rail: false
+
+    signal chosen(string page)
+
+    implicitWidth: rail ? 56 : 200
+    color: Theme.side
+    Accessible.role: Accessible.Pane
+    Accessible.name: qsTr("Side bar")
+
+    component NavButton: T.AbstractButton {
+        id: nav
+
+        property string iconName
+        property bool current: false
+
+        width: parent ? parent.width : 0
+        implicitHeight: 38
+        hoverEnabled: true
+        focusPolicy: Qt.TabFocus
+        Accessible.role: Accessible.PageTab
+        Accessible.name: text
+        Accessible.selected: current
+        Accessible.onPressAction: click()
+        Keys.onReturnPressed: click()
+        Keys.onEnterPressed: click()
+
+        background: Rectangle {
+            radius: 10
+            color: nav.current ? Theme.raised : nav.hovered ? Theme.line : "transparent"
+            border.width: nav.current ? (Theme.highContrast ? 2 : 1) : 0
+            border.color: Theme.line
+
+            FocusRing {
+                visible: nav.visualFocus
+            }
+        }
+        contentItem: Item {
+            Icon {
+                x: root.rail ? (parent.width - width) / 2 : 10
+                anchors.verticalCenter: parent.verticalCenter
+                color: nav.current ? Theme.accent : Theme.t2
+                name: nav.iconName
+            }
+            Label {
+                x: 38
+                anchors.verticalCenter: parent.verticalCenter
+                color: nav.current ? Theme.t1 : Theme.t2
+                font.weight: Font.Medium
+                text: nav.text
+                visible: !root.rail
+            }
+        }
+        Tip {
+            shown: root.rail && nav.hovered
+            text: nav.text
+        }
+    }
+
+    Rectangle {
+        anchors.right: parent.right
+        width: 1
+        height: parent.height
+        color: Theme.line
+    }
+
+    // The mark: a stretch of time that ends at the live edge.
+    Item {
+        x: root.rail ? 18 : 23
+        y: 23
+        width: 21
+        height: 16
+
+        Rectangle {
+            y: 4
+            width: 20
+            height: 8
+            radius: 4
+            color: Theme.dark ? "#3D4946" : "#C4CDC8"
+        }
+        Rectangle {
+            y: 4
+            width: 14
+            height: 8
+            radius: 4
+            color: Theme.t1
+        }
+        Rectangle {
+            x: 13
+            width: 3
+            height: 16
+            radius: 1.5
+            color: Theme.accent
+        }
+    }
+    Label {
+        x: 54
+        y: 21
+        font.weight: Font.DemiBold
+        size: Theme.section
+        text: "Tolvik"
+        visible: !root.rail
+    }
+
+    Column {
+        id: pages
+
+        x: root.rail ? 8 : 12
+        y: 61
+        width: parent.width - 2 * x
+
+        NavButton {
+            objectName: "homeButton"
+            current: root.page === "home"
+            iconName: "house"
+            text: qsTr("Home")
+            onClicked: root.chosen("home")
+        }
+    }
+
+    Column {
+        id: foot
+
+        x: root.rail ? 8 : 12
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 14
+        width: parent.width - 2 * x
+        spacing: 8
+
+        // How to speak, on Home; what runs, elsewhere.
+        Item {
+            width: parent.width
+            height: 54
+            visible: !root.rail && root.page === "home" && root.app.settings.voiceEnabled
+
+            Icon {
+                x: 9
+                y: 2
+                color: Theme.t2
+                name: "mic"
+            }
+            Label {
+                x: 32
+                color: Theme.t2
+                size: Theme.secondary
+                text: qsTr("Hold and speak")
+            }
+            KeyCaps {
+                x: 10
+                y: 28
+                keys: root.app.settings.chord.chordKeys
+            }
+        }
+        T.AbstractButton {
+            id: runningCard
+
+            width: parent.width
+            implicitHeight: root.rail ? 38 : 60
+            hoverEnabled: true
+            focusPolicy: Qt.TabFocus
+            visible: root.page !== "home" && root.app.home.running
+            Accessible.role: Accessible.Button
+            Accessible.name: qsTr("Running: %1. Go to Home").arg(root.app.home.runningTitle)
+            Accessible.onPressAction: click()
+            Keys.onReturnPressed: click()
+            onClicked: root.chosen("home")
+
+            background: Rectangle {
+                radius: 10
+                color: Theme.raised
+                border.color: Theme.line
+
+                FocusRing {
+                    visible: runningCard.visualFocus
+                }
+            }
+            contentItem: Item {
+                Rectangle {
+                    id: halo
+
+                    x: root.rail ? (parent.width - width) / 2 : 8
+                    y: root.rail ? (parent.height - height) / 2 : 13
+                    width: 13
+                    height: 13
+                    radius: 6.5
+                    color: Theme.accent
+                    opacity: 0.25
+                }
+                Rectangle {
+                    anchors.centerIn: halo
+                    width: 8
+                    height: 8
+                    radius: 4
+                    color: Theme.accent
+                }
+                Label {
+                    x: 25
+                    y: 10
+                    color: Theme.t2
+                    size: Theme.secondary
+                    text: qsTr("Running")
+                    visible: !root.rail
+                }
+                Figures {
+                    anchors.right: parent.right
+                    anchors.rightMargin: 10
+                    y: 10
+                    size: Theme.secondary
+                    text: root.app.home.clockText
+                    visible: !root.rail
+                    weight: Font.DemiBold
+                }
+                Label {
+                    x: 10
+                    y: 30
+                    width: parent.width - 20
+                    size: Theme.secondary
+                    text: root.app.home.runningTitle
+                    visible: !root.rail
+                    font.weight: Font.Medium
+                }
+            }
+        }
+        NavButton {
+            objectName: "settingsButton"
+            current: root.page === "settings"
+            iconName: "sliders"
+            text: qsTr("Settings")
+            onClicked: root.chosen("settings")
+        }
+        Item {
+            width: parent.width
+            height: 40
+            Accessible.role: Accessible.StaticText
+            Accessible.name: root.app.accountState
+
+            Rectangle {
+                x: root.rail ? 6 : 4
+                y: 6
+                width: 28
+                height: 28
+                radius: 14
+                color: Theme.t2
+
+                Icon {
+                    anchors.centerIn: parent
+                    color: Theme.side
+                    name: "person-circle"
+                    size: 20
+                }
+            }
+            Label {
+                x: 41
+                y: 4
+                font.weight: Font.Medium
+                size: Theme.secondary
+                text: root.app.accountName
+                visible: !root.rail
+                lineHeight: 16
+            }
+            Label {
+                x: 41
+                y: 21
+                color: Theme.t2
+                size: Theme.caption
+                text: root.app.accountState
+                visible: !root.rail
+            }
+        }
+    }
+}
