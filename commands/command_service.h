@@ -17,7 +17,7 @@ namespace tolvik {
 struct Vocabulary {
     std::vector<std::string> titles;
     std::vector<std::string> projects;
-    std::vector<std::string> terms;
+    std::vector<std::string> terms = {};
 };
 
 /// Carries commands out on the log, for the command line in its own process and for those that come over the socket.
@@ -31,9 +31,9 @@ public:
         const Clock& clock;
         const TimeZone& timeZone;
         /// The dictionaries' terms; may be empty.
-        std::function<std::vector<std::string>()> terms;
+        std::function<std::vector<std::string>()> terms = {};
         /// Brings the window to the front; empty where there is none.
-        std::function<void()> raise;
+        std::function<void()> raise = {};
         /// True where the process ends after the command: what cannot be saved now is lost.
         bool endsAfterwards = false;
     };

@@ -6,6 +6,7 @@
 
 #include "adapters/sqlite/sqlite_value_store.h"
 #include "services/lazy_embedder.h"
+#include "sync/sync_outbox.h"
 
 namespace tolvik {
 namespace {
@@ -14,12 +15,6 @@ namespace {
 class NoHoldOff final : public ChangeHoldOff {
 public:
     void suppressUntil(Instant) override {}
-};
-
-class NoMutations final : public MutationSink {
-public:
-    void stage(WriteBatch&, std::span<const Mutation>) override {}
-    void staged() override {}
 };
 
 SqliteValueStore::Options storeOptions(const LogServices::Options& options) {
@@ -38,10 +33,19 @@ struct LogServices::Impl {
           embedder(std::make_shared<LazyEmbedder>(places.embeddingModule(), places.embeddingModel())),
           parser(std::make_shared<LocalVoiceParser>(embedder.get())) {}
 
+    // A process that is about to end leaves the queue's file as it should be.
+    ~Impl() {
+        if (outbox) {
+            outbox->settle();
+        }
+    }
+
     /// The rest needs a file that can be read.
     void openLog() {
         const auto signedIn = ports.isSignedIn ? ports.isSignedIn : [] { return false; };
-        store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, mutations,
+        outbox.emplace(
+            SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
+        store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox,
                                     ports.holdOff == nullptr ? noHoldOff : *ports.holdOff,
                                     [] { return std::optional<Identifier>(); }, signedIn, ports.requestDay});
         executor.emplace(
@@ -52,10 +56,10 @@ struct LogServices::Impl {
     Ports ports;
     SqliteValueStore values;
     NoHoldOff noHoldOff;
-    NoMutations mutations;
     // Shared with the worker that warms them up, which may outlive the services by a moment.
     std::shared_ptr<LazyEmbedder> embedder;
     std::shared_ptr<LocalVoiceParser> parser;
+    std::optional<SyncOutbox> outbox;
     std::optional<AppStore> store;
     std::optional<CommandExecutor> executor;
 };
@@ -92,6 +96,10 @@ ValueStore& LogServices::values() {
 
 AppStore& LogServices::store() {
     return *impl_->store;
+}
+
+SyncOutbox& LogServices::outbox() {
+    return *impl_->outbox;
 }
 
 const LocalVoiceParser& LogServices::parser() {

@@ -35,9 +35,9 @@ public:
         /// Null while there is no account.
         BackendParser* backend = nullptr;
         /// Empty stands for signed out.
-        std::function<bool()> isSignedIn;
+        std::function<bool()> isSignedIn = {};
         /// Empty while there is no server.
-        std::function<void(DayKey)> requestDay;
+        std::function<void(DayKey)> requestDay = {};
     };
 
     struct Options {

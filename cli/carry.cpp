@@ -1,0 +1,79 @@
+#include "cli/carry.h"
+
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "adapters/asio/asio_main_loop.h"
+#include "adapters/system/system_clock.h"
+#include "adapters/system/system_random.h"
+#include "adapters/system/system_time_zone.h"
+#include "adapters/system/thread_workers.h"
+#include "commands/command_service.h"
+#include "services/log_access.h"
+#include "services/log_services.h"
+
+namespace tolvik {
+namespace {
+
+CommandResponse failed(const CommandRequest& request, const std::string& why) {
+    CommandResponse response{ExitCode::environment, {}, why + "\n"};
+    if (request.has("json")) {
+        const nlohmann::ordered_json json{{"error", why}, {"exitCode", static_cast<int>(response.exit)}};
+        response.out = json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    }
+    return response;
+}
+
+/// Nobody has the log: this process opens it, makes its change and lets go.
+CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) {
+    const SystemClock clock;
+    const SystemTimeZone zone;
+    SystemRandom random;
+    AsioMainLoop loop;
+    ThreadWorkers workers;
+    auto services =
+        LogServices::open(paths, {.clock = clock, .timeZone = zone, .random = random, .loop = loop, .workers = workers},
+                          {.endsAfterwards = true});
+    if (!services) {
+        return failed(request, fmt::format("The log at {} cannot be opened. {}\nSee: tolvik doctor",
+                                           paths.database().string(), describe(services.error())));
+    }
+    CommandService service({.store = (*services)->store(),
+                            .values = (*services)->values(),
+                            .executor = (*services)->executor(),
+                            .clock = clock,
+                            .timeZone = zone,
+                            .terms = {},
+                            .raise = {},
+                            .endsAfterwards = true});
+    std::optional<CommandResponse> response;
+    service.run(request, [&](CommandResponse made) { response = std::move(made); });
+    // Only a sentence that waits for the server's parser, which has its own time limit, is not answered at once.
+    constexpr Millis longest{30'000};
+    if (!response && !loop.runUntil([&] { return response.has_value(); }, longest)) {
+        return failed(request, "The command was not finished in time.");
+    }
+    if (const auto notice = (*services)->openingNotice(); !notice.empty()) {
+        response->error += notice + "\n";
+    }
+    return std::move(*response);
+}
+
+}  // namespace
+
+CommandResponse carryOut(const Paths& paths, const CommandRequest& request) {
+    auto access = askOrLock(paths, encode(request));
+    if (!access) {
+        return failed(request, access.error().text);
+    }
+    if (const auto* answer = std::get_if<std::string>(&*access)) {
+        auto response = decodeResponse(*answer);
+        return response ? std::move(*response) : failed(request, response.error());
+    }
+    return carryOutHere(paths, request);
+}
+
+}  // namespace tolvik
