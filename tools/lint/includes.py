@@ -50,7 +50,7 @@ RULES = {
     "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
     "adapters/desktop": Rule(("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True),
     "services": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "adapters/sqlite", "adapters/system", "adapters/embedding"),
+        FEATURE + ("dictionary", "sync", "voice", "adapters/sqlite", "adapters/system", "adapters/embedding", "adapters/socket"),
         "composes what the command line and the desktop share",
     ),
     "commands": Rule(
