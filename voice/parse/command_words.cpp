@@ -96,7 +96,7 @@ std::vector<std::string> framedReferences(std::string_view intent, std::string_v
 
 std::string newTaskTitle(std::string_view sentence) {
     static const Pattern frame(
-        R"(^(?:starting|beginning|adding|creating|opening(?: a new)?|let me start|let'?s (?:start|begin|do|kick off)|kicking off|spin(?:ning)? up|fir(?:e|ing) (?:it )?up|gonna (?:start|begin|do|work on)|going to (?:start|work on))\s+(?:working on\s+)?)");
+        R"(^(?:(?:starting|beginning|let me start|let'?s (?:start|begin)|gonna (?:start|begin)|going to start)\s+(?:(?:working )?on\s+)?|(?:adding|creating|opening(?: a new)?|let'?s (?:do|kick off)|kicking off|spin(?:ning)? up|fir(?:e|ing) (?:it )?up|gonna (?:do|work on)|going to work on)\s+|(?:gonna|going to)\s+(?=tackle\b)))");
     static const Pattern announced(R"(^(?:new )?(?:task|one) (?:called|named|titled)\s+|^new task (?:for )?)");
     std::string_view rest = withoutReferencePrefix(sentence);
     std::string framed;

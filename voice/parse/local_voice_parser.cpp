@@ -70,6 +70,8 @@ struct LocalVoiceParser::Impl {
     /// One sentence on its way through the steps.
     struct Sentence {
         const std::vector<TaskInfo>& tasks;
+        /// Before the correction towards titles.
+        std::string spoken;
         /// Classified and matched.
         std::string matched;
         /// Without trailing punctuation; gives new titles.
@@ -107,6 +109,10 @@ std::optional<TaskMatch> LocalVoiceParser::Impl::resolve(const Sentence& s, std:
         }
         for (const std::string& framed : framedReferences(s.intent.kind, s.matched)) {
             consider(framed);
+        }
+        // A name in two pieces may have been corrected piece by piece: "in voice" is nearer to "invoice" as it stands.
+        if (s.spoken != s.matched && !mayStart) {
+            consider(withoutArticle(withoutReferencePrefix(s.spoken)));
         }
     }
     return best;
@@ -151,8 +157,10 @@ ParseResult LocalVoiceParser::parse(std::string_view transcript, const std::vect
     if (text.empty()) {
         return {"stop", std::nullopt, "", std::nullopt, 1.0, "empty"};
     }
+    const std::string spoken = normalised(text);
     Impl::Sentence s{tasks,
-                     correctedTowards(tasks, normalised(text)),
+                     withoutTrailingFillers(spoken),
+                     correctedTowards(tasks, spoken),
                      correctedTowards(tasks, normalised(withoutTrailingPunctuation(text))),
                      {}};
     s.intent = classifyIntent(s.matched);
