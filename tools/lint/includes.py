@@ -48,9 +48,12 @@ RULES = {
     "adapters/asio": Rule(("base",), "implements the main loop"),
     "adapters/socket": Rule(("base",), "carries requests; what they mean is the composition's"),
     "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
-    "adapters/desktop": Rule(("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True),
+    "adapters/desktop": Rule(
+        ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
+    ),
     "services": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "adapters/sqlite", "adapters/system", "adapters/embedding", "adapters/socket"),
+        FEATURE + ("dictionary", "sync", "voice")
+        + tuple("adapters/" + name for name in ("sqlite", "system", "embedding", "socket")),
         "composes what the command line and the desktop share",
     ),
     "commands": Rule(
