@@ -1,0 +1,111 @@
+#include "adapters/speech/listening.h"
+
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <vector>
+
+#include "base/text.h"
+#include "voice/hearing/second_opinion.h"
+
+namespace tolvik {
+namespace {
+
+std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<float> padded(std::span<const float> samples, std::size_t room) {
+    std::vector<float> out(samples.size() + 2 * room, 0.0F);
+    std::copy(samples.begin(), samples.end(), out.begin() + static_cast<std::ptrdiff_t>(room));
+    return out;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<Listening>, std::string> Listening::load(const SpeechPlaces& places) {
+    const auto model = inspectSpeechModel(places.modelFolder);
+    if (!model) {
+        return failure(model.error());
+    }
+    auto small = std::async(std::launch::async, [&] {
+        auto pronouncer = std::make_unique<Pronouncer>(contentOf(places.dictionary));
+        auto listener = GrammarListener::load(places.acousticModel, *pronouncer);
+        return std::pair{std::move(pronouncer), listener ? std::move(*listener) : nullptr};
+    });
+    auto engine = SpeechEngine::load(places.engineLibrary, *model);
+    auto [pronouncer, listener] = small.get();
+    if (!engine) {
+        return failure(engine.error());
+    }
+    return std::unique_ptr<Listening>(
+        new Listening(std::move(*engine), std::move(pronouncer), std::move(listener), model->name));
+}
+
+Listening::Listening(std::unique_ptr<SpeechEngine> engine, std::unique_ptr<Pronouncer> pronouncer,
+                     std::unique_ptr<GrammarListener> listener, std::string modelName)
+    : engine_(std::move(engine)),
+      pronouncer_(std::move(pronouncer)),
+      modelName_(std::move(modelName)),
+      listener_(std::move(listener)) {
+    setVocabulary({});
+}
+
+Listening::~Listening() = default;
+
+void Listening::setVocabulary(const SpeechVocabulary& vocabulary) {
+    KnownWords known{vocabulary.taskTitles, vocabulary.terms};
+    known.names.insert(known.names.end(), vocabulary.projectNames.begin(), vocabulary.projectNames.end());
+    auto grammar = std::make_shared<const CommandGrammar>(*pronouncer_, known);
+    {
+        const std::lock_guard lock(grammarMutex_);
+        grammar_ = grammar;
+    }
+    const std::lock_guard lock(listenerMutex_);
+    if (listener_ != nullptr) {
+        listenerGrammar_ = listener_->setGrammar(*grammar) ? grammar : nullptr;
+    }
+}
+
+void Listening::setBias(bool on) {
+    const std::lock_guard lock(grammarMutex_);
+    bias_ = on;
+}
+
+Listening::Heard Listening::hear(std::span<const float> samples, bool mayBeCommand) {
+    // Without silence around it the engine drops words; with a second of it, whole sentences.
+    constexpr std::size_t room = 8000;
+    std::shared_ptr<const CommandGrammar> grammar;
+    {
+        const std::lock_guard lock(grammarMutex_);
+        grammar = bias_ && mayBeCommand ? grammar_ : nullptr;
+    }
+    std::future<std::optional<std::string>> second;
+    if (grammar) {
+        second = std::async(std::launch::async, [&]() -> std::optional<std::string> {
+            const std::lock_guard lock(listenerMutex_);
+            return listener_ != nullptr && listenerGrammar_ == grammar ? listener_->hear(samples) : std::nullopt;
+        });
+    }
+    Heard heard;
+    heard.engineText = withoutPunctuation(engine_->decode(padded(samples, room)));
+    if (heard.engineText.empty()) {
+        heard.engineText = withoutPunctuation(engine_->decode(padded(samples, room / 2)));
+    }
+    heard.text = heard.engineText;
+    if (grammar) {
+        SoundEvidence evidence;
+        evidence.grammarHeard = second.get();
+        if (evidence.grammarHeard) {
+            evidence.fit = [&](const std::string& spoken) {
+                const std::lock_guard lock(listenerMutex_);
+                return listener_->fit(samples, spoken);
+            };
+        }
+        heard.text = bestText(heard.engineText, *grammar, *pronouncer_, evidence);
+    }
+    return heard;
+}
+
+}  // namespace tolvik

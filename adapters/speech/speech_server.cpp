@@ -1,0 +1,258 @@
+#include "adapters/speech/speech_server.h"
+
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "adapters/speech/listening.h"
+#include "adapters/speech/speech_protocol.h"
+#include "voice/hearing/decode_plan.h"
+#include "voice/hearing/resampler.h"
+
+namespace tolvik {
+namespace {
+
+struct Utterance {
+    Utterance(std::uint32_t number_, int sampleRate, int channels) : number(number_), resampler(sampleRate, channels) {}
+
+    std::uint32_t number;
+    Resampler resampler;
+    DecodePlan plan;
+    std::string lastPartial;
+    bool answered = false;
+};
+
+class Server {
+public:
+    Server(int socket, const SpeechPlaces& places) : socket_(socket), places_(places) {}
+
+    int run(std::chrono::milliseconds idle);
+
+private:
+    struct Work {
+        std::shared_ptr<Utterance> utterance;
+        DecodePlan::Job job;
+        std::vector<float> samples;
+        bool mayBeCommand = true;
+    };
+
+    void load();
+    void work();
+    void handle(SpeechMessage message);
+    void pump();
+    void send(const SpeechMessage& message);
+
+    int socket_;
+    SpeechPlaces places_;
+    std::mutex sendMutex_;
+
+    std::mutex mutex_;  ///< guards all that follows
+    std::condition_variable changed_;
+    std::unique_ptr<Listening> listening_;
+    bool loading_ = false;
+    bool vocabularyStale_ = false;
+    SpeechVocabulary vocabulary_;
+    std::shared_ptr<Utterance> current_;
+    std::deque<Work> queue_;
+    std::size_t running_ = 0;
+};
+
+void Server::send(const SpeechMessage& message) {
+    const std::string bytes = encoded(message);
+    const std::lock_guard lock(sendMutex_);
+    for (std::size_t at = 0; at < bytes.size();) {
+        const ssize_t sent = ::send(socket_, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent <= 0) {
+            return;  // the reader learns of it as the end of the stream
+        }
+        at += static_cast<std::size_t>(sent);
+    }
+}
+
+void Server::load() {
+    auto loaded = Listening::load(places_);
+    SpeechMessage answer;
+    if (!loaded) {
+        answer.kind = SpeechMessage::Kind::failed;
+        answer.text = loaded.error();
+        send(answer);
+        return;
+    }
+    answer.kind = SpeechMessage::Kind::ready;
+    answer.text = (*loaded)->modelName();
+    // The first decode is slower than all others: it is done before anybody waits for it.
+    static_cast<void>((*loaded)->hear(std::vector<float>(DecodePlan::rate / 2, 0.0F), false));
+    {
+        const std::lock_guard lock(mutex_);
+        listening_ = std::move(*loaded);
+        vocabularyStale_ = true;
+    }
+    send(answer);
+    for (int worker = 0; worker < 2; ++worker) {
+        std::thread([this] { work(); }).detach();
+    }
+    const std::lock_guard lock(mutex_);
+    pump();
+}
+
+/// Needs the mutex. Starts what the plan asks for.
+void Server::pump() {
+    if (!current_ || !listening_) {
+        return;
+    }
+    while (const auto job = current_->plan.next(running_)) {
+        const auto& samples = current_->plan.samples();
+        Work work;
+        work.utterance = current_;
+        work.job = *job;
+        work.samples.assign(samples.begin() + static_cast<std::ptrdiff_t>(job->begin),
+                            samples.begin() + static_cast<std::ptrdiff_t>(job->end));
+        work.mayBeCommand = !current_->plan.isLong();
+        queue_.push_back(std::move(work));
+        ++running_;
+        changed_.notify_one();
+    }
+    if (current_->answered) {
+        return;
+    }
+    SpeechMessage answer;
+    answer.utterance = current_->number;
+    if (auto text = current_->plan.finalText()) {
+        answer.kind = SpeechMessage::Kind::final;
+        answer.text = std::move(*text);
+        current_->answered = true;
+        send(answer);
+    } else if (std::string text2 = current_->plan.textSoFar(); text2 != current_->lastPartial) {
+        answer.kind = SpeechMessage::Kind::partial;
+        answer.text = text2;
+        current_->lastPartial = std::move(text2);
+        send(answer);
+    }
+}
+
+void Server::work() {
+    while (true) {
+        Work work;
+        Listening* listening = nullptr;
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return !queue_.empty(); });
+            work = std::move(queue_.front());
+            queue_.pop_front();
+            listening = listening_.get();
+            if (work.utterance != current_) {
+                --running_;
+                pump();
+                continue;
+            }
+            if (vocabularyStale_) {
+                listening->setVocabulary(vocabulary_);
+                vocabularyStale_ = false;
+            }
+        }
+        std::string text = listening->hear(work.samples, work.mayBeCommand).text;
+        SpeechMessage alive;
+        alive.kind = SpeechMessage::Kind::progress;
+        alive.utterance = work.utterance->number;
+        send(alive);
+        const std::lock_guard lock(mutex_);
+        --running_;
+        work.utterance->plan.decoded(work.job, std::move(text));
+        pump();
+    }
+}
+
+void Server::handle(SpeechMessage message) {
+    const std::lock_guard lock(mutex_);
+    switch (message.kind) {
+        case SpeechMessage::Kind::prepare:
+            if (!loading_) {
+                loading_ = true;
+                std::thread([this] { load(); }).detach();
+            }
+            break;
+        case SpeechMessage::Kind::begin:
+            current_ = std::make_shared<Utterance>(message.utterance, message.sampleRate, message.channels);
+            vocabulary_ = std::move(message.vocabulary);
+            vocabularyStale_ = true;
+            break;
+        case SpeechMessage::Kind::samples:
+            if (current_ && current_->number == message.utterance) {
+                current_->plan.append(current_->resampler.convert(message.samples));
+                pump();
+            }
+            break;
+        case SpeechMessage::Kind::finish:
+            if (current_ && current_->number == message.utterance) {
+                current_->plan.append(current_->resampler.flush());
+                current_->plan.finish();
+                pump();
+            }
+            break;
+        case SpeechMessage::Kind::abandon:
+            if (current_ && current_->number == message.utterance) {
+                current_.reset();
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+int Server::run(std::chrono::milliseconds idle) {
+    SpeechMessageReader reader;
+    std::array<char, 65536> bytes{};
+    while (true) {
+        pollfd ready{socket_, POLLIN, 0};
+        const int count = poll(&ready, 1, static_cast<int>(idle.count()));
+        if (count == 0) {
+            return 0;
+        }
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return 1;
+        }
+        const ssize_t got = recv(socket_, bytes.data(), bytes.size(), 0);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return 0;  // the application is gone
+        }
+        reader.append({bytes.data(), static_cast<std::size_t>(got)});
+        while (true) {
+            auto message = reader.next();
+            if (!message) {
+                return 2;
+            }
+            if (!*message) {
+                break;
+            }
+            handle(std::move(**message));
+        }
+    }
+}
+
+}  // namespace
+
+int serveSpeech(int socket, const SpeechPlaces& places, std::chrono::milliseconds idle) {
+    // The server outlives this call on purpose: its threads may be inside the engine when the process ends.
+    auto* server = new Server(socket, places);
+    return server->run(idle);
+}
+
+}  // namespace tolvik

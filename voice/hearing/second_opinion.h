@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "voice/hearing/command_grammar.h"
+
+namespace tolvik {
+
+/// What the sound itself says; both may cost tens of milliseconds.
+struct SoundEvidence {
+    /// The grammar's sentence that fits the sound best, as spoken; none without a second listener.
+    std::optional<std::string> grammarHeard;
+    /// How well the sound fits a sentence, as spoken, in logarithmic units a frame; none when not at all. Null without
+    /// a second listener.
+    std::function<std::optional<double>(const std::string& spoken)> fit;
+};
+
+/// The words without the punctuation that the engine puts at their end, and without its quotation marks.
+[[nodiscard]] std::string withoutPunctuation(std::string_view engineText);
+
+/// The best text for what was said: the engine's text, or a sentence about the user's own tasks that sounds like it
+/// and fits the sound.
+[[nodiscard]] std::string bestText(std::string_view engineText, const CommandGrammar& grammar,
+                                   const Pronouncer& pronouncer, const SoundEvidence& evidence);
+
+}  // namespace tolvik
