@@ -227,6 +227,13 @@ private:
 ProcessSpeechRecognizer::ProcessSpeechRecognizer(MainLoop& loop, Options options)
     : core_(std::make_shared<Core>(loop, std::move(options))) {}
 
+ProcessSpeechRecognizer::ProcessSpeechRecognizer(MainLoop& loop, SpeechPlaces places)
+    : ProcessSpeechRecognizer(loop, [&] {
+          Options options;
+          options.places = std::move(places);
+          return options;
+      }()) {}
+
 ProcessSpeechRecognizer::~ProcessSpeechRecognizer() {
     core_->dropChild();
 }
@@ -286,8 +293,8 @@ std::string ProcessSpeechRecognizer::modelName() const {
     return core_->modelName;
 }
 
-void ProcessSpeechRecognizer::setModelFolder(const std::filesystem::path& folder) {
-    core_->options.places.modelFolder = folder.empty() ? findSpeechPlaces().modelFolder : folder;
+void ProcessSpeechRecognizer::setPlaces(SpeechPlaces places) {
+    core_->options.places = std::move(places);
     core_->loadFailure.clear();
     core_->dropChild();
     core_->fail(SpeechError::engineStopped);

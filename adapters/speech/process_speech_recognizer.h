@@ -24,6 +24,7 @@ public:
         std::chrono::milliseconds longestSilence = std::chrono::seconds(10);
     };
     explicit ProcessSpeechRecognizer(MainLoop& loop, Options options);
+    ProcessSpeechRecognizer(MainLoop& loop, SpeechPlaces places);
     explicit ProcessSpeechRecognizer(MainLoop& loop) : ProcessSpeechRecognizer(loop, Options()) {}
     ProcessSpeechRecognizer(const ProcessSpeechRecognizer&) = delete;
     ProcessSpeechRecognizer& operator=(const ProcessSpeechRecognizer&) = delete;
@@ -40,8 +41,8 @@ public:
     [[nodiscard]] State state() const;
     /// The loaded model's name; empty unless ready.
     [[nodiscard]] std::string modelName() const;
-    /// Another model folder (empty: the default). A running process ends; the next utterance uses the new one.
-    void setModelFolder(const std::filesystem::path& folder);
+    /// Other places, as of another model folder. A running process ends; the next utterance uses the new ones.
+    void setPlaces(SpeechPlaces places);
     /// The process's id while it runs, else 0.
     [[nodiscard]] int processId() const;
 

@@ -37,12 +37,16 @@ protected:
     }
 
     ProcessSpeechRecognizer& start(const std::string& behaviour) {
-        ProcessSpeechRecognizer::Options options;
-        options.places.program = TOLVIK_SPEECH_TEST_CHILD;
-        options.places.engineLibrary = TOLVIK_SPEECH_TEST_CHILD;
-        options.places.modelFolder = model(behaviour);
-        recognizer_.emplace(loop_, options);
+        recognizer_.emplace(loop_, places(behaviour));
         return *recognizer_;
+    }
+
+    SpeechPlaces places(const std::string& behaviour) {
+        SpeechPlaces made;
+        made.program = TOLVIK_SPEECH_TEST_CHILD;
+        made.engineLibrary = TOLVIK_SPEECH_TEST_CHILD;
+        made.modelFolder = model(behaviour);
+        return made;
     }
 
     std::unique_ptr<SpeechSession> begin(const std::string& title = "Payroll") {
@@ -121,7 +125,7 @@ TEST_F(ProcessSpeechRecognizerTest, ACrashCostsOneUtteranceAndNoMore) {
         session->finish();
     }
     EXPECT_TRUE(recognizer_->isAvailable());
-    recognizer_->setModelFolder(model("plain"));
+    recognizer_->setPlaces(places("plain"));
     const auto next = begin();
     next->finish();
     ASSERT_TRUE(settles([&] { return !finals_.empty(); }));
