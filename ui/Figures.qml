@@ -1,4 +1,4 @@
-pragma ComponentBehavior
+pragma ComponentBehavior: Bound
 import QtQuick
 
 // A number whose digits stand in equal cells, so that it does not dance while it counts.

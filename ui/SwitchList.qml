@@ -1,10 +1,12 @@
-pragma ComponentBehavior
+pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
 
 // The day's switches and why they were made; a reason is edited in its place.
 FocusScope {
     id: root
+
+    objectName: "switchList"
 
     required property HomeModel home
     property int current: -1

@@ -1,4 +1,4 @@
-pragma ComponentBehavior
+pragma ComponentBehavior: Bound
 import QtQuick
 
 // Ten bars that run left from the live edge; while transcribing they lie flat and a bead runs to the edge.
