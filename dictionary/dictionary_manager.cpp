@@ -1,0 +1,182 @@
+#include "dictionary/dictionary_manager.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/json_writer.h"
+#include "base/text.h"
+
+namespace tolvik {
+namespace {
+
+/// How long announcements of changes start no pull after a change made here.
+constexpr Millis holdOff{8000};
+constexpr Millis firstRetry{1000};
+constexpr Millis lastRetry{60'000};
+constexpr const char* path = "/dictionaries";
+
+std::string changeBody(const DictEntry& entry, Instant now, bool isNew) {
+    std::string out;
+    JsonObjectWriter object(out);
+    object.text("id", entry.id.text());
+    if (entry.tagId) {
+        object.text("tagId", entry.tagId->text());
+    } else {
+        object.null("tagId");
+    }
+    object.text("term", entry.term);
+    object.text("hint", entry.hint);
+    if (isNew) {
+        object.text("createdAt", formatInstant(now));
+    }
+    object.text("updatedAt", formatInstant(now));
+    return out;
+}
+
+std::string deletionBody(const Identifier& id, Instant now) {
+    std::string out;
+    JsonObjectWriter object(out);
+    object.text("id", id.text());
+    object.boolean("deleted", true);
+    object.text("updatedAt", formatInstant(now));
+    return out;
+}
+
+std::string projectBody(const std::optional<Identifier>& tagId, Instant now) {
+    std::string out;
+    JsonObjectWriter object(out);
+    if (tagId) {
+        object.text("activeTagId", tagId->text());
+    } else {
+        object.null("activeTagId");
+    }
+    object.text("updatedAt", formatInstant(now));
+    return out;
+}
+
+}  // namespace
+
+DictionaryManager::DictionaryManager(DictionaryPorts ports) : ports_(ports) {
+    load();
+}
+
+void DictionaryManager::load() {
+    const auto bytes = ports_.values.get(storageKey);
+    if (!bytes || !*bytes) {
+        return;
+    }
+    if (auto decoded = decodeStorage(**bytes)) {
+        storage_ = *std::move(decoded);
+        return;
+    }
+    held_.writes.emplace_back(
+        WriteBatch::PutValue{std::string(storageKey) + ".unreadable-" + formatInstant(ports_.clock.now()), **bytes});
+}
+
+std::vector<std::string> DictionaryManager::terms() const {
+    std::vector<std::string> out;
+    for (const DictEntry& entry : storage_.entries) {
+        if (!entry.tagId) {
+            out.push_back(entry.term);
+        }
+    }
+    for (const DictEntry& entry : storage_.entries) {
+        if (entry.tagId && entry.tagId == storage_.activeTagId) {
+            out.push_back(entry.term);
+        }
+    }
+    return out;
+}
+
+std::string DictionaryManager::vocabularyText(std::string_view projectName) const {
+    std::vector<std::string> personal;
+    std::vector<std::string> ofProject;
+    for (const DictEntry& entry : storage_.entries) {
+        if (!entry.tagId || entry.tagId == storage_.activeTagId) {
+            (entry.tagId ? ofProject : personal)
+                .push_back(entry.hint.empty() ? entry.term : entry.term + "=" + entry.hint);
+        }
+    }
+    std::vector<std::string> groups;
+    if (!personal.empty()) {
+        groups.push_back(joined(personal, ", "));
+    }
+    if (!ofProject.empty()) {
+        const std::string name = projectName.empty() ? "" : "[" + std::string(projectName) + "] ";
+        groups.push_back(name + joined(ofProject, ", "));
+    }
+    return joined(groups, "; ");
+}
+
+std::optional<Identifier> DictionaryManager::addTerm(std::string_view term, std::string_view hint,
+                                                     const std::optional<Identifier>& tagId) {
+    DictEntry entry{{}, trimmed(toValidUtf8(term)), trimmed(toValidUtf8(hint)), tagId};
+    if (entry.term.empty()) {
+        return std::nullopt;
+    }
+    entry.id = ports_.random.identifier();
+    const Instant now = ports_.clock.now();
+    storage_.entries.push_back(entry);
+    finish(now, changeBody(entry, now, true), entry.id);
+    return entry.id;
+}
+
+void DictionaryManager::editTerm(const Identifier& id, std::string_view term, std::string_view hint) {
+    const auto found = std::ranges::find(storage_.entries, id, &DictEntry::id);
+    if (found == storage_.entries.end()) {
+        return;
+    }
+    DictEntry changed{id, trimmed(toValidUtf8(term)), trimmed(toValidUtf8(hint)), found->tagId};
+    if (changed.term.empty() || changed == *found) {
+        return;
+    }
+    *found = changed;
+    const Instant now = ports_.clock.now();
+    finish(now, changeBody(changed, now, false), id);
+}
+
+void DictionaryManager::deleteTerm(const Identifier& id) {
+    if (std::erase_if(storage_.entries, [&](const DictEntry& entry) { return entry.id == id; }) > 0) {
+        const Instant now = ports_.clock.now();
+        finish(now, deletionBody(id, now), id);
+    }
+}
+
+void DictionaryManager::setActiveProject(const std::optional<Identifier>& tagId) {
+    if (storage_.activeTagId != tagId) {
+        storage_.activeTagId = tagId;
+        const Instant now = ports_.clock.now();
+        finish(now, projectBody(tagId, now), std::nullopt);
+    }
+}
+
+void DictionaryManager::finish(Instant now, std::string body, std::optional<Identifier> entity) {
+    ports_.holdOff.suppressUntil(now + holdOff);
+    const Mutation owed{"POST", path, std::move(body), entity};
+    ports_.mutations.stage(held_, {&owed, 1});
+    save();
+    ports_.mutations.staged();
+    changed_.emit();
+}
+
+void DictionaryManager::save() {
+    WriteBatch batch = held_;
+    batch.writes.emplace_back(WriteBatch::PutValue{std::string(storageKey), encodeStorage(storage_)});
+    if (const auto committed = ports_.values.commit(batch); !committed) {
+        saveProblem_ = committed.error();
+        retryDelay_ = std::clamp(retryDelay_ * 2, firstRetry, lastRetry);
+        retry_ = ports_.loop.after(retryDelay_, [this] {
+            save();
+            if (!saveProblem_) {
+                changed_.emit();
+            }
+        });
+        return;
+    }
+    held_.writes.clear();
+    saveProblem_.reset();
+    retryDelay_ = Millis{0};
+    retry_.cancel();
+}
+
+}  // namespace tolvik

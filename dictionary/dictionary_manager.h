@@ -1,0 +1,77 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/clock.h"
+#include "base/main_loop.h"
+#include "base/subscription.h"
+#include "core/mutation_sink.h"
+#include "core/value_store.h"
+#include "dictionary/dict_entry.h"
+
+namespace tolvik {
+
+/// What the vocabulary is lent. Everything outlives it.
+struct DictionaryPorts {
+    ValueStore& values;
+    const Clock& clock;
+    Random& random;
+    MainLoop& loop;
+    MutationSink& mutations;
+    ChangeHoldOff& holdOff;
+};
+
+/// The user's voice vocabulary: names and terms that are misheard easily. The only writer of its entries. Each change
+/// is saved together with the mutation that it owes the server. Main loop only.
+class DictionaryManager {
+public:
+    static constexpr std::string_view storageKey = "tolvik.dictionaries";
+
+    /// Reads what is kept; a value that does not decode counts as empty and is kept aside before it is overwritten.
+    explicit DictionaryManager(DictionaryPorts ports);
+    DictionaryManager(const DictionaryManager&) = delete;
+    DictionaryManager& operator=(const DictionaryManager&) = delete;
+    ~DictionaryManager() = default;
+
+    /// In the order in which they were added.
+    [[nodiscard]] const std::vector<DictEntry>& entries() const { return storage_.entries; }
+    /// The project whose terms are in effect besides the personal ones.
+    [[nodiscard]] const std::optional<Identifier>& activeTagId() const { return storage_.activeTagId; }
+    /// The terms in effect, personal ones first.
+    [[nodiscard]] std::vector<std::string> terms() const;
+    /// The vocabulary in one line: "Tamsin=team member, indexer; [Brivio] checkout". `projectName` is the active
+    /// project's name, empty when it has none.
+    [[nodiscard]] std::string vocabularyText(std::string_view projectName = {}) const;
+    /// Set while a change waits in memory because it could not be saved; it is saved as soon as it can be.
+    [[nodiscard]] std::optional<StoreError> saveProblem() const { return saveProblem_; }
+
+    /// The new entry's id; none when the trimmed term is empty.
+    std::optional<Identifier> addTerm(std::string_view term, std::string_view hint,
+                                      const std::optional<Identifier>& tagId = std::nullopt);
+    /// Nothing happens for an unknown entry, an empty term or equal texts.
+    void editTerm(const Identifier& id, std::string_view term, std::string_view hint);
+    void deleteTerm(const Identifier& id);
+    void setActiveProject(const std::optional<Identifier>& tagId);
+
+    Subscription onChanged(std::function<void()> callback) { return changed_.connect(std::move(callback)); }
+
+private:
+    void load();
+    /// `body` is what the server is owed for the change made just now.
+    void finish(Instant now, std::string body, std::optional<Identifier> entity);
+    void save();
+
+    DictionaryPorts ports_;
+    DictStorage storage_;
+    /// What waits to be written besides the value itself.
+    WriteBatch held_;
+    std::optional<StoreError> saveProblem_;
+    Timer retry_;
+    Millis retryDelay_{0};
+    Signal<> changed_;
+};
+
+}  // namespace tolvik

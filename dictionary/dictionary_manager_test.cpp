@@ -1,0 +1,103 @@
+#include "dictionary/dictionary_manager.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/fakes/fake_clock.h"
+#include "tests/fakes/fake_sinks.h"
+#include "tests/fakes/memory_value_store.h"
+#include "tests/fakes/virtual_main_loop.h"
+
+namespace tolvik {
+namespace {
+
+using ::testing::ElementsAre;
+
+class DictionaryManagerTest : public ::testing::Test {
+protected:
+    DictionaryManagerTest() { restart(); }
+    void restart() {
+        dictionary = std::make_unique<DictionaryManager>(DictionaryPorts{values, clock, random, loop, sink, holdOff});
+    }
+    std::string kept() { return values.get(DictionaryManager::storageKey)->value_or("nothing"); }
+
+    FakeClock clock;
+    FakeRandom random;
+    VirtualMainLoop loop{clock};
+    MemoryValueStore values;
+    FakeMutationSink sink;
+    FakeHoldOff holdOff;
+    std::unique_ptr<DictionaryManager> dictionary;
+    const Identifier brivio{"11111111-2222-4333-8444-555555555555"};
+};
+
+TEST_F(DictionaryManagerTest, RendersTheVocabularyInOneLine) {
+    EXPECT_EQ(dictionary->vocabularyText("Brivio"), "");
+    dictionary->addTerm("checkout", "", brivio);
+    dictionary->addTerm("elsewhere", "", Identifier("another"));
+    EXPECT_EQ(dictionary->vocabularyText("Brivio"), "");
+    dictionary->setActiveProject(brivio);
+    EXPECT_EQ(dictionary->vocabularyText(), "checkout");
+    dictionary->addTerm(" Tamsin\n", " team member ");
+    dictionary->addTerm("indexer", "");
+    EXPECT_FALSE(dictionary->addTerm(" \t", "nothing"));
+    EXPECT_EQ(dictionary->vocabularyText("Brivio"), "Tamsin=team member, indexer; [Brivio] checkout");
+    EXPECT_THAT(dictionary->terms(), ElementsAre("Tamsin", "indexer", "checkout"));
+}
+
+TEST_F(DictionaryManagerTest, EachChangeIsSavedWithWhatItOwesTheServer) {
+    const Identifier id = dictionary->addTerm("indexer", "service", brivio).value();
+    EXPECT_EQ(holdOff.until, clock.now() + Millis{8000});
+    ASSERT_EQ(values.commits.size(), 1U);
+    EXPECT_EQ(values.commits[0].writes.size(), 2U);
+    const std::string now = formatInstant(clock.now());
+    EXPECT_EQ(sink.all[0].body, R"({"id":")" + id.text() + R"(","tagId":")" + brivio.text() +
+                                    R"(","term":"indexer","hint":"service","createdAt":")" + now +
+                                    R"(","updatedAt":")" + now + R"("})");
+    dictionary->editTerm(id, "indexers", "service");
+    dictionary->editTerm(id, "indexers", "service");
+    dictionary->editTerm(id, " ", "service");
+    dictionary->setActiveProject(brivio);
+    dictionary->setActiveProject(brivio);
+    restart();
+    EXPECT_THAT(dictionary->entries(), ElementsAre(DictEntry{id, "indexers", "service", brivio}));
+    EXPECT_EQ(dictionary->activeTagId(), brivio);
+    dictionary->deleteTerm(id);
+    dictionary->deleteTerm(id);
+    EXPECT_THAT(sink.takeLines(),
+                ElementsAre("POST /dictionaries", "POST /dictionaries", "POST /dictionaries", "POST /dictionaries"));
+    EXPECT_EQ(kept(), R"({"entries":[],"activeTagId":")" + brivio.text() + R"("})");
+}
+
+TEST_F(DictionaryManagerTest, ChangesThatCannotBeSavedWaitInMemory) {
+    values.failure = StoreError::full;
+    dictionary->addTerm("one", "");
+    dictionary->addTerm("two", "");
+    EXPECT_EQ(dictionary->saveProblem(), StoreError::full);
+    EXPECT_EQ(dictionary->vocabularyText(), "one, two");
+    EXPECT_EQ(kept(), "nothing");
+    values.failure.reset();
+    loop.runFor(Millis{60'000});
+    EXPECT_EQ(dictionary->saveProblem(), std::nullopt);
+    EXPECT_EQ(values.journal("fake")->size(), 2U);
+    restart();
+    EXPECT_EQ(dictionary->vocabularyText(), "one, two");
+}
+
+TEST_F(DictionaryManagerTest, KeepsAsideWhatItCannotRead) {
+    for (const std::string bytes : {"", "nonsense", "[]", R"({"entries":[{"id":"a","term":7,"hint":""}]})",
+                                    R"({"entries":[],"activeTagId":1})", "{\"entries\":[\xff]}"}) {
+        SCOPED_TRACE(bytes);
+        clock.advance(Millis{1});
+        ASSERT_TRUE(values.commit({{WriteBatch::PutValue{std::string(DictionaryManager::storageKey), bytes}}}));
+        restart();
+        EXPECT_TRUE(dictionary->entries().empty());
+        EXPECT_EQ(kept(), bytes);
+        dictionary->addTerm("new", "");
+        const std::string aside = "tolvik.dictionaries.unreadable-" + formatInstant(clock.now());
+        EXPECT_EQ(values.get(aside)->value_or("nothing"), bytes);
+    }
+}
+
+}  // namespace
+}  // namespace tolvik
