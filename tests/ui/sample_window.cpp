@@ -1,0 +1,184 @@
+#include "tests/ui/sample_window.h"
+
+#include <array>
+#include <filesystem>
+
+namespace tolvik {
+
+SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
+    goTo(0, 8, 0);
+    store = std::make_unique<AppStore>(AppStorePorts{.values = values,
+                                                     .clock = clock,
+                                                     .timeZone = zone,
+                                                     .random = random,
+                                                     .loop = loop,
+                                                     .mutations = mutations,
+                                                     .holdOff = holdOff,
+                                                     .activeProject = [this] { return activeProject; },
+                                                     .isSignedIn = [] { return false; },
+                                                     .requestDay = {}});
+    microphone.list = {{"desk", "Desk microphone", true}, {"cam", "Camera", false}};
+    voice = std::make_unique<VoiceManager>(VoiceManager::Ports{
+        .loop = loop,
+        .workers = workers,
+        .clock = clock,
+        .random = random,
+        .values = values,
+        .chord = chord,
+        .microphone = microphone,
+        .recognizer = recognizer,
+        .media = media,
+        .codec = codec,
+        .transcription = nullptr,
+        .temporaryFolder = std::filesystem::temp_directory_path() / "tolvik-sample-window",
+        .vocabulary = [] { return SpeechVocabulary{}; },
+        .execute =
+            [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
+                const auto id = store->startTask(transcript, ChangeSource::voice);
+                CommandOutcome outcome;
+                outcome.action = "start";
+                outcome.taskId = id;
+                outcome.taskTitle = transcript;
+                outcome.feedback = transcript;
+                done(outcome);
+            },
+        .preview =
+            [](const std::string& transcript) {
+                CommandOutcome outcome;
+                outcome.action = "start";
+                outcome.taskTitle = transcript;
+                return outcome;
+            },
+        .undo = [this] { return store->undo(); }});
+    voice->setEnabled(true);
+    window = std::make_unique<WindowModel>(
+        HomePorts{.store = *store,
+                  .clock = clock,
+                  .zone = zone,
+                  .execute =
+                      [this](const std::string& sentence, const std::function<void(const CommandOutcome&)>& done) {
+                          sentences.push_back(sentence);
+                          CommandOutcome outcome;
+                          outcome.action = "none";
+                          outcome.feedback = "Couldn't find that task";
+                          done(outcome);
+                      },
+                  .activeProject = [this] { return activeProject; },
+                  .setActiveProject = [this](std::optional<Identifier> id) { activeProject = id; }},
+        SettingsPorts{.values = values,
+                      .voice = voice.get(),
+                      .microphone = &microphone,
+                      .recognizer = &recognizer,
+                      .loginStart = nullptr,
+                      .updates = nullptr,
+                      .menuBarChanged = {},
+                      .modelFolderChanged = {},
+                      .dataFolder = QStringLiteral("/home/maren/.local/share/Tolvik"),
+                      .version = QStringLiteral("0.1.0")},
+        &appearance);
+}
+
+void SampleWindow::goTo(int day, int hour, int minute, int second) {
+    const DayKey key = firstDay_.plus(day);
+    clock.set(zone.at(key, {.hour = hour, .minute = minute, .second = second}).value_or(zone.startOf(key)));
+    if (store) {
+        store->refresh();
+    }
+}
+
+Identifier SampleWindow::task(const std::string& title) const {
+    for (const TaskModel& task : store->tasks()) {
+        if (task.title == title) {
+            return task.id;
+        }
+    }
+    return {};
+}
+
+void SampleWindow::work(int day, const std::string& title, int fromHour, int fromMinute) {
+    goTo(day, fromHour, fromMinute);
+    if (title.empty()) {
+        if (const TaskModel* running = store->activeTask()) {
+            (void)store->stopTask(Identifier(running->id));
+        }
+    } else if (const Identifier id = task(title); !id.isEmpty()) {
+        (void)store->switchToTask(id);
+    } else {
+        (void)store->startTask(title);
+    }
+}
+
+void SampleWindow::fillPastDays() {
+    struct Day {
+        int day;
+        int hours;
+        int minutes;
+    };
+    const auto studio = store->createProject("Studio");
+    const auto harbour = store->createProject("Harbour");
+    const auto brightwater = store->createProject("Brightwater");
+    const auto projects = std::array{harbour, studio, brightwater};
+    const auto titles = std::array<std::string, 3>{"Offline catalogue", "Launch films, edit", "Map tiles spike"};
+    std::size_t next = 0;
+    for (const Day day : {Day{0, 6, 40}, Day{3, 6, 10}, Day{4, 6, 50}, Day{5, 4, 30}, Day{6, 7, 30}, Day{7, 5, 50},
+                          Day{8, 1, 5}, Day{10, 7, 20}, Day{11, 6, 30}, Day{12, 6, 55}}) {
+        const std::string& title = titles.at(next % 3);
+        activeProject = projects.at(next % 3);
+        ++next;
+        work(day.day, title, 9, 0);
+        if (day.day == 12) {
+            work(12, "Stand-up", 10, 0);
+            work(12, title, 10, 16);
+        }
+        work(day.day, "", 9 + day.hours, day.minutes);
+    }
+    work(12, "Stand-up", 16, 20);
+    work(12, "", 16, 36);
+    activeProject = harbour;
+}
+
+void SampleWindow::fillUntilMorning() {
+    fillPastDays();
+    activeProject = std::nullopt;
+    goTo(13, 8, 50);
+    loop.runPosted();
+}
+
+void SampleWindow::fillTwoWeeks() {
+    fillPastDays();
+    const auto project = [this](const char* name) {
+        for (const TagModel& tag : store->tags()) {
+            if (tag.name == name) {
+                activeProject = tag.id;
+            }
+        }
+    };
+    project("Studio");
+    work(13, "Inbox and planning", 8, 52);
+    project("Harbour");
+    work(13, "Checkout: retry failed payments", 9, 31);
+    work(13, "Stand-up", 10, 46);
+    work(13, "", 11, 2);
+    work(13, "Checkout: retry failed payments", 11, 11);
+    work(13, "", 12, 19);
+    project("Brightwater");
+    work(13, "Brightwater invoice, October", 13, 2);
+    work(13, "Inbox and planning", 13, 24);
+    (void)store->markDone(task("Brightwater invoice, October"));
+    work(13, "Call with Ines about the launch", 13, 42);
+    for (const SwitchLog& log : store->dateSwitchLogs()) {
+        if (log.toTaskId == task("Call with Ines about the launch")) {
+            const Identifier id = log.id;
+            (void)store->setSwitchReason(id, "Ines moved the call up");
+            break;
+        }
+    }
+    activeProject = std::nullopt;
+    work(13, "Book the train to Turku", 14, 6);
+    project("Harbour");
+    work(13, "Checkout: retry failed payments", 14, 6);
+    goTo(13, 14, 54, 8);
+    loop.runPosted();
+}
+
+}  // namespace tolvik

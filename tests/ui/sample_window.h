@@ -1,0 +1,80 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/models/window_model.h"
+#include "base/zone.h"
+#include "core/app_store.h"
+#include "tests/fakes/fake_audio_file_codec.h"
+#include "tests/fakes/fake_chord_monitor.h"
+#include "tests/fakes/fake_clock.h"
+#include "tests/fakes/fake_media_players.h"
+#include "tests/fakes/fake_microphone.h"
+#include "tests/fakes/fake_sinks.h"
+#include "tests/fakes/fake_speech_recognizer.h"
+#include "tests/fakes/memory_value_store.h"
+#include "tests/fakes/virtual_main_loop.h"
+#include "voice/capture/voice_manager.h"
+
+namespace tolvik {
+
+/// A desktop whose looks the test chooses.
+class SampleAppearance final : public DesktopAppearance {
+public:
+    [[nodiscard]] Appearance current() const override { return looks; }
+    Subscription onChanged(std::function<void()> callback) override { return changed_.connect(std::move(callback)); }
+    void set(const Appearance& next) {
+        looks = next;
+        changed_.emit();
+    }
+
+    Appearance looks;
+
+private:
+    Signal<> changed_;
+};
+
+/// Everything behind a window, with real models, store and voice controller over fake ports. The clock starts on
+/// Friday 6 November 2026 in Helsinki.
+class SampleWindow {
+public:
+    SampleWindow();
+
+    /// Two weeks of work up to Thursday 19 November, 14:54: five tasks with time, one without, one running.
+    void fillTwoWeeks();
+    /// The same two weeks up to the morning of the last day, before anything was started.
+    void fillUntilMorning();
+    /// Moves the clock to a wall-clock reading of the day so many days after the start.
+    void goTo(int day, int hour, int minute, int second = 0);
+    /// The id of the first task of that title; empty when there is none.
+    [[nodiscard]] Identifier task(const std::string& title) const;
+
+    FakeClock clock;
+    VirtualMainLoop loop{clock};
+    NamedTimeZone zone{"Europe/Helsinki"};
+    FakeRandom random;
+    MemoryValueStore values;
+    FakeMutationSink mutations;
+    FakeHoldOff holdOff;
+    ImmediateWorkers workers;
+    FakeChordMonitor chord;
+    FakeMicrophone microphone;
+    FakeSpeechRecognizer recognizer;
+    FakeMediaPlayers media;
+    FakeAudioFileCodec codec;
+    SampleAppearance appearance;
+    std::optional<Identifier> activeProject;
+    /// What lines that begin with "/" were carried out as.
+    std::vector<std::string> sentences;
+    std::unique_ptr<AppStore> store;
+    std::unique_ptr<VoiceManager> voice;
+    std::unique_ptr<WindowModel> window;
+
+private:
+    void work(int day, const std::string& title, int fromHour, int fromMinute);
+    void fillPastDays();
+    DayKey firstDay_;
+};
+
+}  // namespace tolvik

@@ -1,0 +1,252 @@
+// Saves pictures of every page and of the pill, so that a person can look at them. Not shipped.
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
+#include <QQmlApplicationEngine>
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QQuickWindow>
+#include <QTest>
+#include <QtQml>
+
+#include "tests/ui/sample_window.h"
+#include "ui/ui_module.h"
+
+namespace {
+
+using namespace tolvik;
+
+struct Preview {
+    QDir folder;
+    QString suffix;
+
+    void save(QQuickWindow& window, const QString& name) const {
+        QTest::qWait(250);
+        const QImage image = window.grabWindow();
+        const QString path = folder.filePath(name + suffix + QStringLiteral(".png"));
+        if (!image.save(path)) {
+            qFatal("%s cannot be written", qPrintable(path));
+        }
+    }
+};
+
+QQuickWindow* open(QQmlApplicationEngine& engine, SampleWindow& sample) {
+    setUpUi(engine, *sample.window->looks());
+    engine.setInitialProperties(
+        {{QStringLiteral("app"), QVariant::fromValue(sample.window.get())}, {QStringLiteral("visible"), true}});
+    engine.load(QUrl(QString::fromLatin1(mainWindowUrl)));
+    if (engine.rootObjects().isEmpty()) {
+        qFatal("The window could not be made");
+    }
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    if (!QTest::qWaitForWindowExposed(window)) {
+        qFatal("The window does not show");
+    }
+    window->requestActivate();
+    return window;
+}
+
+void pages(const Preview& preview) {
+    SampleWindow sample;
+    sample.fillTwoWeeks();
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    QTest::mouseMove(window, {500, 543});
+    preview.save(*window, QStringLiteral("home-light"));
+    if (auto* list = window->findChild<QQuickItem*>(QStringLiteral("switchList"))) {
+        QMetaObject::invokeMethod(list, "edit", Q_ARG(int, 0));
+        preview.save(*window, QStringLiteral("home-reason"));
+    }
+    QTest::keyClick(window, Qt::Key_G, Qt::ControlModifier);
+    preview.save(*window, QStringLiteral("home-calendar"));
+    QTest::keyClick(window, Qt::Key_Escape);
+    QTest::keyClick(window, Qt::Key_F, Qt::ControlModifier);
+    preview.save(*window, QStringLiteral("home-filter"));
+    QTest::keyClick(window, Qt::Key_Escape);
+    QTest::keyClick(window, Qt::Key_F1);
+    preview.save(*window, QStringLiteral("keys"));
+    QTest::keyClick(window, Qt::Key_Escape);
+    if (auto* list = window->findChild<QQuickItem*>(QStringLiteral("taskList"))) {
+        list->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(window, Qt::Key_Down);
+        QTest::keyClick(window, Qt::Key_Down);
+        preview.save(*window, QStringLiteral("home-keyboard"));
+        QTest::keyClick(window, Qt::Key_Delete);
+        preview.save(*window, QStringLiteral("home-delete"));
+        QTest::keyClick(window, Qt::Key_Escape);
+    }
+    sample.window->home()->markDone(QString::fromStdString(sample.task("Stand-up").text()));
+    sample.window->home()->ribbon()->setWholeDay(true);
+    preview.save(*window, QStringLiteral("home-toast"));
+    sample.window->home()->undo();
+    sample.window->home()->dismissToast();
+    sample.window->home()->ribbon()->setWholeDay(false);
+
+    sample.appearance.set({.dark = true});
+    preview.save(*window, QStringLiteral("home-dark"));
+    window->resize(720, 520);
+    QTest::mouseMove(window, {300, 490});
+    preview.save(*window, QStringLiteral("home-narrow"));
+    window->resize(1600, 1000);
+    preview.save(*window, QStringLiteral("home-wide"));
+    window->resize(1200, 800);
+    sample.appearance.set({.dark = false, .highContrast = true});
+    preview.save(*window, QStringLiteral("home-contrast"));
+    sample.appearance.set({});
+
+    QTest::keyClick(window, Qt::Key_Comma, Qt::ControlModifier);
+    preview.save(*window, QStringLiteral("settings-voice"));
+    sample.window->settings()->chord()->start();
+    preview.save(*window, QStringLiteral("settings-waiting"));
+    sample.chord.hold(modifier::option);
+    preview.save(*window, QStringLiteral("settings-recording"));
+    sample.chord.hold(0);
+    sample.window->settings()->chord()->cancel();
+    sample.appearance.set({.dark = true});
+    preview.save(*window, QStringLiteral("settings-dark"));
+    sample.appearance.set({});
+    window->resize(720, 520);
+    preview.save(*window, QStringLiteral("settings-narrow"));
+}
+
+void emptyDay(const Preview& preview) {
+    SampleWindow sample;
+    sample.fillUntilMorning();
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    preview.save(*window, QStringLiteral("home-empty"));
+    window->resize(720, 520);
+    preview.save(*window, QStringLiteral("home-empty-narrow"));
+}
+
+QList<std::pair<QString, PillState>> pillStates(const SampleWindow& sample) {
+    const auto outcome = [&](const char* action, const char* title, std::optional<std::string> reason = {}) {
+        CommandOutcome result;
+        result.action = action;
+        result.taskTitle = title;
+        result.reason = std::move(reason);
+        if (const Identifier id = sample.task(title); !id.isEmpty()) {
+            result.taskId = id;
+        }
+        return result;
+    };
+    const QList<float> wave{0.15F, 0.22F, 0.5F, 0.3F, 0.65F, 0.9F, 0.55F, 0.8F, 0.45F, 0.7F};
+    QList<std::pair<QString, PillState>> states;
+    PillState state;
+    state.phase = VoicePhase::listening;
+    state.levels = QList<float>(10, 0.05F);
+    states.append({QStringLiteral("listening"), state});
+    state.levels = wave;
+    state.transcript = QStringLiteral("switch to the launch call");
+    state.pending = outcome("switch", "Call with Ines about the launch");
+    states.append({QStringLiteral("pending"), state});
+    state.transcript = QStringLiteral("start writing up the notes on tide tables");
+    state.pending = outcome("start", "writing up the notes on tide tables");
+    state.secondsLeft = 8;
+    states.append({QStringLiteral("cap"), state});
+    state = {};
+    state.phase = VoicePhase::transcribing;
+    state.transcript = QStringLiteral("switch to the launch call");
+    states.append({QStringLiteral("transcribing"), state});
+    state = {};
+    state.phase = VoicePhase::done;
+    state.doneText = QStringLiteral("→ Call with Ines about the launch · Ines called");
+    state.outcome = outcome("switch", "Call with Ines about the launch", "Ines called");
+    states.append({QStringLiteral("switched"), state});
+    state.doneText = QStringLiteral("Tide-table layout");
+    state.outcome = outcome("start", "Tide-table layout");
+    state.offersUndo = true;
+    states.append({QStringLiteral("started"), state});
+    state.doneText = QStringLiteral("✓ Brightwater invoice, October");
+    state.outcome = outcome("done", "Brightwater invoice, October");
+    states.append({QStringLiteral("done"), state});
+    state.offersUndo = false;
+    state.doneText = QStringLiteral("⏸ Inbox and planning");
+    state.outcome = outcome("stop", "Inbox and planning");
+    states.append({QStringLiteral("stopped"), state});
+    state.doneText = QStringLiteral("Couldn't find that task");
+    state.outcome = outcome("none", "");
+    states.append({QStringLiteral("miss"), state});
+    state = {};
+    state.error = QStringLiteral("Microphone stopped. Try again.");
+    states.append({QStringLiteral("error"), state});
+    state.error = QStringLiteral("Microphone access denied. Enable it in System Settings > Privacy > Microphone.");
+    states.append({QStringLiteral("error-long"), state});
+    return states;
+}
+
+/// Every state of the pill below one another, over something like a wallpaper.
+void pills(const Preview& preview) {
+    SampleWindow sample;
+    sample.fillTwoWeeks();
+    for (const bool dark : {false, true}) {
+        for (const bool composited : {true, false}) {
+            sample.appearance.set({.dark = dark});
+            QQmlEngine engine;
+            setUpUi(engine, *sample.window->looks());
+            QQuickWindow window;
+            window.setColor(composited ? QColor(dark ? "#0B1226" : "#9DBFA9") : QColor(dark ? "#1F2228" : "#FAFAF7"));
+            const auto states = pillStates(sample);
+            window.resize(460, 90 * static_cast<int>(states.size()));
+            std::vector<std::unique_ptr<PillModel>> models;
+            QQmlComponent component(&engine, QUrl(QString::fromLatin1(pillUrl)));
+            std::vector<std::unique_ptr<QObject>> items;
+            int y = 10;
+            for (const auto& [name, state] : states) {
+                auto model = std::make_unique<PillModel>();
+                model->setColorOf([&sample](const Identifier& id) {
+                    const TaskModel* task = sample.store->taskById(id);
+                    return task != nullptr ? static_cast<int>(task->colorIndex) : -1;
+                });
+                model->show(state);
+                std::unique_ptr<QObject> object(
+                    component.createWithInitialProperties({{QStringLiteral("pill"), QVariant::fromValue(model.get())},
+                                                           {QStringLiteral("composited"), composited}}));
+                auto* item = qobject_cast<QQuickItem*>(object.get());
+                if (item == nullptr) {
+                    qFatal("%s", qPrintable(component.errorString()));
+                }
+                const int margin = item->property("shadowMargin").toInt();
+                item->setParentItem(window.contentItem());
+                item->setPosition({20.0 - margin, static_cast<double>(y - margin)});
+                item->setSize({item->implicitWidth(), item->implicitHeight()});
+                y += static_cast<int>(item->implicitHeight()) - 2 * margin + 22;
+                models.push_back(std::move(model));
+                items.push_back(std::move(object));
+            }
+            window.resize(460, y);
+            window.show();
+            preview.save(window, QStringLiteral("pill-%1%2")
+                                     .arg(dark ? QStringLiteral("dark") : QStringLiteral("light"),
+                                          composited ? QString() : QStringLiteral("-plain")));
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    const QStringList arguments = QGuiApplication::arguments();
+    if (arguments.size() < 2) {
+        qCritical("usage: ui_preview FOLDER [pages|empty|pill]");
+        return 2;
+    }
+    const Preview preview{QDir(arguments[1]),
+                          app.devicePixelRatio() > 1 ? QStringLiteral("@%1x").arg(app.devicePixelRatio()) : QString()};
+    (void)preview.folder.mkpath(QStringLiteral("."));
+    const QString what = arguments.value(2);
+    if (what.isEmpty() || what == QLatin1String("pages")) {
+        pages(preview);
+    }
+    if (what.isEmpty() || what == QLatin1String("empty")) {
+        emptyDay(preview);
+    }
+    if (what.isEmpty() || what == QLatin1String("pill")) {
+        pills(preview);
+    }
+    return 0;
+}
