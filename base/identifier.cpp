@@ -1,7 +1,7 @@
 #include "base/identifier.h"
 
+#include <array>
 #include <deque>
-#include <fmt/format.h>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
@@ -43,31 +43,36 @@ OddIdentifiers& oddIdentifiers() {
     return identifiers;
 }
 
-/// The two halves of a canonical upper-case UUID; nothing for any other text.
+constexpr std::uint8_t kNoDigit = 0xFF;
+
+constexpr std::array<std::uint8_t, 256> makeDigits() {
+    std::array<std::uint8_t, 256> digits{};
+    digits.fill(kNoDigit);
+    for (std::uint8_t i = 0; i < 16; ++i) {
+        digits[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+    }
+    return digits;
+}
+constexpr auto kDigits = makeDigits();
+
+/// Where the sixteen bytes begin in the text.
+constexpr std::array<std::uint8_t, 16> kBytes{0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
+
+/// The two halves of a canonical upper-case UUID; nothing for any other text. Loading a log reads half a million.
 std::optional<std::pair<std::uint64_t, std::uint64_t>> parseUuid(std::string_view text) {
-    if (text.size() != 36) {
+    if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
         return std::nullopt;
     }
     std::uint64_t halves[2] = {0, 0};
-    int count = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            if (c != '-') {
-                return std::nullopt;
-            }
-            continue;
-        }
-        std::uint64_t digit = 0;
-        if (c >= '0' && c <= '9') {
-            digit = static_cast<std::uint64_t>(c - '0');
-        } else if (c >= 'A' && c <= 'F') {
-            digit = static_cast<std::uint64_t>(c - 'A' + 10);
-        } else {
-            return std::nullopt;
-        }
-        halves[count / 16] = halves[count / 16] << 4U | digit;
-        ++count;
+    unsigned bad = 0;
+    for (std::size_t i = 0; i < 16; ++i) {
+        const std::uint8_t high = kDigits[static_cast<unsigned char>(text[kBytes[i]])];
+        const std::uint8_t low = kDigits[static_cast<unsigned char>(text[kBytes[i] + 1U])];
+        bad |= static_cast<unsigned>(high) | low;
+        halves[i / 8] = halves[i / 8] << 8U | (static_cast<std::uint64_t>(high & 15U) << 4U) | (low & 15U);
+    }
+    if (bad > 15) {
+        return std::nullopt;
     }
     return std::pair{halves[0], halves[1]};
 }
@@ -95,8 +100,13 @@ std::string Identifier::text() const {
     if ((low_ & kInterned) == kInterned) {
         return oddIdentifiers().text(high_);
     }
-    return fmt::format("{:08X}-{:04X}-{:04X}-{:04X}-{:012X}", high_ >> 32U, high_ >> 16U & 0xFFFFU, high_ & 0xFFFFU,
-                       low_ >> 48U, low_ & 0xFFFF'FFFF'FFFFU);
+    std::string out(36, '-');
+    for (std::size_t i = 0; i < 16; ++i) {
+        const auto byte = static_cast<unsigned>((i < 8 ? high_ : low_) >> (56U - i % 8 * 8U)) & 0xFFU;
+        out[kBytes[i]] = "0123456789ABCDEF"[byte >> 4U];
+        out[kBytes[i] + 1U] = "0123456789ABCDEF"[byte & 15U];
+    }
+    return out;
 }
 
 }  // namespace tolvik

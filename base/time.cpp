@@ -18,6 +18,8 @@ constexpr std::int64_t kLastMs = 253'402'300'799'999;
 /// Texts that are not in the written form. Never shrinks: such texts come from damaged or foreign data and are few.
 class OddTexts {
 public:
+    OddTexts() { (void)indexOf(""); }
+
     std::int64_t indexOf(std::string_view text) {
         const std::unique_lock lock(mutex_);
         const auto found = indexes_.find(text);
@@ -131,7 +133,8 @@ std::optional<Instant> parseInstant(std::string_view text) {
     return Instant{(((days * 24 + hour) * 60 + minute - *zone) * 60 + second) * 1000 + ms};
 }
 
-Timestamp::Timestamp() : Timestamp(std::string_view{}) {}
+// The complement of the empty text's index, which is 0.
+Timestamp::Timestamp() : bits_(-1) {}
 
 Timestamp::Timestamp(Instant instant) : bits_(std::clamp(instant.ms, kFirstMs, kLastMs) - kFirstMs) {}
 

@@ -11,8 +11,6 @@ namespace {
 constexpr std::size_t kTitleUnits = 500;
 constexpr std::size_t kTaskColours = 12;
 constexpr std::size_t kProjectColours = 10;
-/// Tasks change anywhere in their list, entries and switch logs at the end; see docs/adr on the sizes.
-constexpr std::size_t kTasksPerPiece = 16;
 constexpr std::size_t kRecordsPerPiece = 32;
 
 std::string cleanTitle(std::string_view title) {
@@ -29,7 +27,7 @@ std::optional<std::string> cleanReason(const std::optional<std::string>& reason)
 AppStore::Impl::Impl(AppStorePorts lent)
     : ports(std::move(lent)),
       tasks(
-          ports.values, decoder, kTasksPerPiece, [this](auto key, auto bytes) { keepAside(key, bytes); },
+          ports.values, decoder, kRecordsPerPiece, [this](auto key, auto bytes) { keepAside(key, bytes); },
           [this](StoreError error) { reportUnreadable(error); }),
       entries(
           ports.values, decoder, kRecordsPerPiece, [this](auto key, auto bytes) { keepAside(key, bytes); },
