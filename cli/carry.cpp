@@ -12,6 +12,7 @@
 #include "adapters/system/system_time_zone.h"
 #include "adapters/system/thread_workers.h"
 #include "commands/command_service.h"
+#include "dictionary/dictionary_manager.h"
 #include "services/log_access.h"
 #include "services/log_services.h"
 
@@ -46,7 +47,7 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .executor = (*services)->executor(),
                             .clock = clock,
                             .timeZone = zone,
-                            .terms = {},
+                            .terms = [&] { return (*services)->dictionary().terms(); },
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;

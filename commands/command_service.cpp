@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
 #include "base/text.h"
 #include "commands/command_line.h"
@@ -191,7 +191,10 @@ struct CommandService::Impl {
 
     CommandResponse vocabularyJson(const CommandRequest&) {
         const auto words = vocabulary();
-        return report(dumped(Json{{"titles", words.titles}, {"projects", words.projects}, {"terms", words.terms}}));
+        return report(dumped(Json{{"titles", words.titles},
+                                  {"projects", words.projects},
+                                  {"terms", words.terms},
+                                  {"modelFolder", ports.values.text("tolvik.voice.modelFolder")}}));
     }
 
     CommandResponse health(const CommandRequest&) {
@@ -381,11 +384,11 @@ struct CommandService::Impl {
 
     CommandResponse dataImport(const CommandRequest& request, const std::string& path) {
         std::ifstream file(path, std::ios::binary);
-        std::ostringstream bytes;
-        if (!file || !(bytes << file.rdbuf())) {
+        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+        if (!file.is_open() || file.bad()) {
             return refusal(request, ExitCode::environment, fmt::format("Cannot read {}.", path));
         }
-        const auto imported = ports.store.importAll(std::move(bytes).str());
+        const auto imported = ports.store.importAll(bytes);
         if (!imported) {
             return refusal(request, ExitCode::usage, fmt::format("{} was not imported: {}", path, imported.error()));
         }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "adapters/sqlite/sqlite_value_store.h"
+#include "dictionary/dictionary_manager.h"
 #include "services/lazy_embedder.h"
 #include "sync/sync_outbox.h"
 
@@ -45,11 +46,19 @@ struct LogServices::Impl {
         const auto signedIn = ports.isSignedIn ? ports.isSignedIn : [] { return false; };
         outbox.emplace(
             SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
+        ChangeHoldOff& announcements = ports.holdOff == nullptr ? noHoldOff : *ports.holdOff;
+        dictionary.emplace(DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, announcements});
         store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox,
-                                    ports.holdOff == nullptr ? noHoldOff : *ports.holdOff,
-                                    [] { return std::optional<Identifier>(); }, signedIn, ports.requestDay});
-        executor.emplace(
-            CommandExecutor::Ports{*store, *parser, ports.backend, signedIn, [] { return std::string(); }});
+                                    announcements, [this] { return dictionary->activeTagId(); }, signedIn,
+                                    ports.requestDay});
+        executor.emplace(CommandExecutor::Ports{*store, *parser, ports.backend, signedIn,
+                                                [this] { return dictionary->vocabularyText(activeProjectName()); }});
+    }
+
+    [[nodiscard]] std::string activeProjectName() const {
+        const auto& active = dictionary->activeTagId();
+        const TagModel* project = active ? store->tagById(*active) : nullptr;
+        return project == nullptr ? std::string() : project->name;
     }
 
     Paths places;
@@ -60,6 +69,7 @@ struct LogServices::Impl {
     std::shared_ptr<LazyEmbedder> embedder;
     std::shared_ptr<LocalVoiceParser> parser;
     std::optional<SyncOutbox> outbox;
+    std::optional<DictionaryManager> dictionary;
     std::optional<AppStore> store;
     std::optional<CommandExecutor> executor;
 };
@@ -96,6 +106,10 @@ ValueStore& LogServices::values() {
 
 AppStore& LogServices::store() {
     return *impl_->store;
+}
+
+DictionaryManager& LogServices::dictionary() {
+    return *impl_->dictionary;
 }
 
 SyncOutbox& LogServices::outbox() {
