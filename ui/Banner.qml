@@ -1,4 +1,5 @@
 import QtQuick
+import Tolvik.Ui
 
 // A line above the page for what the user should know.
 Rectangle {

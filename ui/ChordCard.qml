@@ -1,6 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
+import Tolvik.Ui
 
 // The push-to-talk chord, and the recording of a new one: keys fill as they are held, a valid release saves.
 SettingsGroup {

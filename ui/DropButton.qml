@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // A quiet button that opens a menu.
 T.AbstractButton {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // A borderless button with an icon; `name` is what assistive technology and the tip say.
 T.AbstractButton {

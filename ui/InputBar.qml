@@ -1,5 +1,6 @@
 import QtQuick
 import Tolvik.Models
+import Tolvik.Ui
 
 // Where a task is started by typing.
 Rectangle {

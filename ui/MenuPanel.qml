@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // A small raised panel that opens from a control and closes by Esc or a press beside it.
 T.Popup {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // One line of a MenuPanel.
 T.AbstractButton {

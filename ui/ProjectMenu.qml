@@ -1,6 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
+import Tolvik.Ui
 
 // Projects to choose from, with whatever stands before and after them.
 MenuPanel {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // A button with words, an icon, or both.
 T.AbstractButton {

@@ -2,6 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Templates as T
 import Tolvik.Models
+import Tolvik.Ui
 
 // General, voice, tray, appearance and data.
 FocusScope {

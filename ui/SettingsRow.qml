@@ -1,4 +1,5 @@
 import QtQuick
+import Tolvik.Ui
 
 // One setting: what it is, what it means, and its control at the right.
 Item {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import Tolvik.Ui
 
 // A question before something that cannot be taken back; the focus starts on the safe button.
 T.Popup {

@@ -2,6 +2,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Templates as T
 import Tolvik.Models
+import Tolvik.Ui
 
 // The pages, the running task while another page is shown, and whose log this is.
 Rectangle {

@@ -1,6 +1,6 @@
-pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
+import Tolvik.Ui
 
 // One task of the day: its bar and, under the pointer or with the focus, what can be done with it.
 Item {

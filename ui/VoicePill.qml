@@ -1,6 +1,7 @@
 pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
+import Tolvik.Ui
 
 // The content of the floating pill. Its implicit size is that of the visible shape; `shadowMargin` around it is for the
 // shadow and, like everything but `undoArea`, lets clicks pass.

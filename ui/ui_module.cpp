@@ -2,8 +2,11 @@
 
 #include <QFont>
 #include <QGuiApplication>
+#include <QQmlComponent>
 #include <QQmlEngine>
-#include <QtQml>
+#include <QUrl>
+#include <QVariant>
+#include <memory>
 
 #include "app/models/looks_model.h"
 
@@ -23,15 +26,19 @@ void setUpUi(QQmlEngine& engine, LooksModel& looks) {
     qml_register_types_Tolvik_Models();
     qml_register_types_Tolvik_Ui();
     initResources();
-    engine.addImportPath(QStringLiteral(":/qt/qml"));
+    engine.setImportPathList(engine.importPathList() << QStringLiteral(":/qt/qml"));
 
     QFont font(QStringLiteral("Inter"));
     font.setPixelSize(14);
     QGuiApplication::setFont(font);
 
-    auto* theme = engine.singletonInstance<QObject*>(qmlTypeId("Tolvik.Ui", 1, 0, "Theme"));
+    // A singleton that is written in QML is known only once something has imported its module.
+    QQmlComponent finder(&engine);
+    finder.setData("import QtQml; import Tolvik.Ui; QtObject { property QtObject theme: Theme }", QUrl());
+    const std::unique_ptr<QObject> found(finder.create());
+    auto* theme = found ? found->property("theme").value<QObject*>() : nullptr;
     if (theme == nullptr) {
-        qFatal("The theme could not be loaded");
+        qFatal("The theme could not be loaded: %s", qPrintable(finder.errorString()));
     }
     const auto apply = [theme, &looks] {
         theme->setProperty("dark", looks.dark());

@@ -32,11 +32,25 @@ struct Preview {
     }
 };
 
-QQuickWindow* open(QQmlApplicationEngine& engine, SampleWindow& sample) {
+/// Where the QML comes from: the program itself, or a module folder on the disk while its look is worked on.
+QUrl address(const char* inProgram) {
+    const QString folder = qEnvironmentVariable("TOLVIK_PREVIEW_QML");
+    const QUrl url(QString::fromLatin1(inProgram));
+    return folder.isEmpty() ? url : QUrl::fromLocalFile(QDir(folder).filePath("Tolvik/Ui/" + url.fileName()));
+}
+
+void setUp(QQmlEngine& engine, SampleWindow& sample) {
+    if (const QString folder = qEnvironmentVariable("TOLVIK_PREVIEW_QML"); !folder.isEmpty()) {
+        engine.addImportPath(folder);
+    }
     setUpUi(engine, *sample.window->looks());
+}
+
+QQuickWindow* open(QQmlApplicationEngine& engine, SampleWindow& sample) {
+    setUp(engine, sample);
     engine.setInitialProperties(
         {{QStringLiteral("app"), QVariant::fromValue(sample.window.get())}, {QStringLiteral("visible"), true}});
-    engine.load(QUrl(QString::fromLatin1(mainWindowUrl)));
+    engine.load(address(mainWindowUrl));
     if (engine.rootObjects().isEmpty()) {
         qFatal("The window could not be made");
     }
@@ -185,13 +199,13 @@ void pills(const Preview& preview) {
         for (const bool composited : {true, false}) {
             sample.appearance.set({.dark = dark});
             QQmlEngine engine;
-            setUpUi(engine, *sample.window->looks());
+            setUp(engine, sample);
             QQuickWindow window;
             window.setColor(composited ? QColor(dark ? "#0B1226" : "#9DBFA9") : QColor(dark ? "#1F2228" : "#FAFAF7"));
             const auto states = pillStates(sample);
             window.resize(460, 90 * static_cast<int>(states.size()));
             std::vector<std::unique_ptr<PillModel>> models;
-            QQmlComponent component(&engine, QUrl(QString::fromLatin1(pillUrl)));
+            QQmlComponent component(&engine, address(pillUrl));
             std::vector<std::unique_ptr<QObject>> items;
             int y = 10;
             for (const auto& [name, state] : states) {
