@@ -14,6 +14,8 @@ struct TaskInfo {
     std::string title;
     int position = 0;
     bool isActive = false;
+
+    bool operator==(const TaskInfo&) const = default;
 };
 
 /// One understood sentence.

@@ -220,7 +220,7 @@ LocalVoiceParser::Intent LocalVoiceParser::classifyIntent(std::string_view text)
 }
 
 std::optional<LocalVoiceParser::AnchorMatch> LocalVoiceParser::classifyByEmbedding(std::string_view text) const {
-    const SentenceVectors::Vector vector = impl_->vectors.of(text);
+    const SentenceVectors::Vector vector = impl_->vectors.ofSentence(text);
     if (!vector) {
         return std::nullopt;
     }
@@ -242,7 +242,7 @@ std::optional<LocalVoiceParser::AnchorMatch> LocalVoiceParser::classifyByEmbeddi
 void LocalVoiceParser::warm(const std::vector<std::string>& titles) const {
     static_cast<void>(impl_->vectors.anchors());
     for (const std::string& title : titles) {
-        static_cast<void>(impl_->vectors.of(comparableTitle(title)));
+        static_cast<void>(impl_->vectors.ofTitle(comparableTitle(title)));
     }
 }
 

@@ -7,35 +7,50 @@
 
 namespace tolvik {
 
-SentenceVectors::Vector SentenceVectors::of(std::string_view text) {
-    if (embedder_ == nullptr || text.empty()) {
-        return nullptr;
-    }
+SentenceVectors::Vector SentenceVectors::embedded(std::string_view text) {
+    auto vector = embedder_ != nullptr && !text.empty() ? embedder_->embed(text) : std::nullopt;
+    return vector ? std::make_shared<const std::vector<float>>(std::move(*vector)) : nullptr;
+}
+
+SentenceVectors::Vector SentenceVectors::ofTitle(std::string_view title) {
     const std::lock_guard lock(mutex_);
-    std::string key(text);
-    if (const auto found = cache_.find(key); found != cache_.end()) {
+    std::string key(title);
+    if (const auto found = titles_.find(key); found != titles_.end()) {
         return found->second;
     }
-    auto vector = embedder_->embed(text);
-    if (!vector) {
-        return nullptr;
+    Vector vector = embedded(title);
+    if (vector) {
+        if (titles_.size() >= capacity) {
+            titles_.clear();
+        }
+        titles_.emplace(std::move(key), vector);
     }
-    if (cache_.size() >= capacity) {
-        cache_.clear();
+    return vector;
+}
+
+SentenceVectors::Vector SentenceVectors::ofSentence(std::string_view sentence) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::ranges::find(recent_, sentence, &std::pair<std::string, Vector>::first);
+    if (found != recent_.end()) {
+        return found->second;
     }
-    return cache_.emplace(std::move(key), std::make_shared<const std::vector<float>>(std::move(*vector))).first->second;
+    Vector vector = embedded(sentence);
+    if (vector) {
+        recent_.emplace_back(sentence, vector);
+        if (recent_.size() > recentCapacity) {
+            recent_.pop_front();
+        }
+    }
+    return vector;
 }
 
 const std::vector<SentenceVectors::Anchor>& SentenceVectors::anchors() {
     std::call_once(anchorsOnce_, [this] {
         for (const phrases::Anchors& group : phrases::anchors) {
             for (const std::string_view sentence : group.sentences) {
-                // Not through `of`: these are never forgotten.
                 const std::lock_guard lock(mutex_);
-                auto vector = embedder_ != nullptr ? embedder_->embed(sentence) : std::nullopt;
-                if (vector) {
-                    anchors_.push_back(
-                        {group.intent, sentence, std::make_shared<const std::vector<float>>(std::move(*vector))});
+                if (Vector vector = embedded(sentence)) {
+                    anchors_.push_back({group.intent, sentence, std::move(vector)});
                 }
             }
         }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "voice/parse/sentence_embedder.h"
@@ -16,14 +18,18 @@ namespace tolvik {
 class SentenceVectors {
 public:
     using Vector = std::shared_ptr<const std::vector<float>>;
-    /// When so many are held, all are forgotten before the next is kept.
+    /// When so many titles are held, all are forgotten before the next is kept.
     static constexpr std::size_t capacity = 512;
+    /// Sentences that are remembered: a live preview asks for the same ones again and again.
+    static constexpr std::size_t recentCapacity = 8;
 
     /// `embedder` may be null: then no text has a vector.
     explicit SentenceVectors(SentenceEmbedder* embedder) : embedder_(embedder) {}
 
-    /// Null when there is none.
-    [[nodiscard]] Vector of(std::string_view text);
+    /// A title's vector, kept; null when there is none.
+    [[nodiscard]] Vector ofTitle(std::string_view title);
+    /// The vector of something said, which the next ones replace; null when there is none.
+    [[nodiscard]] Vector ofSentence(std::string_view sentence);
 
     struct Anchor {
         std::string_view intent;
@@ -34,9 +40,12 @@ public:
     [[nodiscard]] const std::vector<Anchor>& anchors();
 
 private:
+    [[nodiscard]] Vector embedded(std::string_view text);
+
     SentenceEmbedder* embedder_;
     std::mutex mutex_;
-    std::unordered_map<std::string, Vector> cache_;
+    std::unordered_map<std::string, Vector> titles_;
+    std::deque<std::pair<std::string, Vector>> recent_;
     std::once_flag anchorsOnce_;
     std::vector<Anchor> anchors_;
 };

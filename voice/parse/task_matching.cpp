@@ -94,14 +94,14 @@ std::optional<TaskMatch> byTitle(const std::vector<Prepared>& tasks, std::string
 
 std::optional<TaskMatch> byMeaning(const std::vector<Prepared>& tasks, std::string_view text,
                                    SentenceVectors& vectors) {
-    const SentenceVectors::Vector wanted = vectors.of(text);
+    const SentenceVectors::Vector wanted = vectors.ofSentence(text);
     if (!wanted) {
         return std::nullopt;
     }
     const Prepared* best = nullptr;
     double bestSimilarity = embeddingFloor;
     for (const Prepared& task : tasks) {
-        const SentenceVectors::Vector vector = vectors.of(task.lower);
+        const SentenceVectors::Vector vector = vectors.ofTitle(task.lower);
         const double similarity = vector ? cosine(*wanted, *vector) : 0;
         if (similarity > bestSimilarity) {
             best = &task;
