@@ -19,8 +19,8 @@ namespace {
 constexpr int kApplicationId = 0x546C766B;
 constexpr int kSchemaVersion = 1;
 constexpr int kPageSize = 2048;
-/// Pages of write-ahead log before it is written back.
-constexpr int kCheckpointPages = 1000;
+/// What a process without a checkpoint at its end leaves to the next at most: that one reads it all to open the file.
+constexpr std::uintmax_t kLargestLeftBehind = std::uintmax_t{1} << 20U;
 
 // Pieces keep their bytes in a table of their own, so that reading all the bounds touches few pages.
 constexpr const char* kSchema = R"(
@@ -98,6 +98,13 @@ struct SqliteValueStore::Impl {
                              &dropAllBytes, &dropAllPieces, &addJournal, &trimJournal, &markJournal, &readJournal}) {
             s->finalize();
         }
+        if (writable && !options.checkpointOnClose) {
+            std::error_code ignored;
+            const auto left = std::filesystem::file_size(path + "-wal", ignored);
+            if (!ignored && left > kLargestLeftBehind) {
+                sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+            }
+        }
         sqlite3_close_v2(db);
         db = nullptr;
         writable = false;
@@ -165,7 +172,7 @@ struct SqliteValueStore::Impl {
                 return code;
             }
             exec("PRAGMA synchronous=FULL");
-            exec(("PRAGMA wal_autocheckpoint=" + std::to_string(kCheckpointPages)).c_str());
+            exec(("PRAGMA wal_autocheckpoint=" + std::to_string(options.checkpointPages)).c_str());
             exec("PRAGMA journal_size_limit=4194304");
             sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, options.checkpointOnClose ? 0 : 1, nullptr);
         }
