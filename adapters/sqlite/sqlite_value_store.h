@@ -21,6 +21,8 @@ public:
         /// Writes the log back into the file when closing. A command that makes one change leaves that to the next
         /// process, which saves it two syncs.
         bool checkpointOnClose = true;
+        /// Pages of write-ahead log before it is written back within a commit.
+        int checkpointPages = 1000;
     };
 
     /// Opens or creates the file; its folder is made when missing. A file that is no database, or too damaged to be

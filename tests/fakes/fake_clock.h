@@ -24,6 +24,8 @@ class FakeRandom final : public Random {
 public:
     explicit FakeRandom(std::uint64_t seed = 1) : state_(seed) {}
 
+    void seed(std::uint64_t seed) { state_ = seed; }
+
     [[nodiscard]] std::uint64_t next() override {
         state_ += 0x9E37'79B9'7F4A'7C15U;
         std::uint64_t z = state_;
