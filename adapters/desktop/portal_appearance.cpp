@@ -36,10 +36,10 @@ bool isPaletteDark() {
 
 Appearance withSetting(Appearance before, const QString& group, const QString& key, const QVariant& wrapped) {
     const QVariant value = unwrapped(wrapped);
-    if (group == appearanceGroup && key == "color-scheme" && value.canConvert<uint>()) {
+    if (group == appearanceGroup && key == "color-scheme" && value.typeId() == QMetaType::UInt) {
         // 0 no preference, 1 dark, 2 light, as the portal's documentation numbers them.
         before.dark = value.toUInt() == 1;
-    } else if (group == appearanceGroup && key == "contrast" && value.canConvert<uint>()) {
+    } else if (group == appearanceGroup && key == "contrast" && value.typeId() == QMetaType::UInt) {
         before.highContrast = value.toUInt() == 1;
     } else if (group == accessGroup && key == "high-contrast" && value.typeId() == QMetaType::Bool) {
         before.highContrast = value.toBool();

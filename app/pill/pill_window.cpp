@@ -45,7 +45,10 @@ void PillWindow::prepare() {
     const QVariantMap properties{{"pill", QVariant::fromValue(pill_)},
                                  {"composited", desktop_.hasCompositor()},
                                  {"reducedMotion", reducedMotion_}};
-    content_.reset(qobject_cast<QQuickItem*>(component.createWithInitialProperties(properties)));
+    // Qt 6.4 follows a null pointer when it is asked to create what did not load.
+    if (component.isReady()) {
+        content_.reset(qobject_cast<QQuickItem*>(component.createWithInitialProperties(properties)));
+    }
     if (!content_) {
         failed_ = true;
         spdlog::error("the pill cannot be shown: {}", component.errorString().toStdString());

@@ -1,0 +1,29 @@
+#include "app/desktop/command_endpoint.h"
+
+#include <spdlog/spdlog.h>
+#include <string>
+#include <utility>
+
+#include "dictionary/dictionary_manager.h"
+
+namespace tolvik {
+
+CommandEndpoint::CommandEndpoint(Ports ports)
+    : service_(CommandService::Ports{.store = ports.services.store(),
+                                     .values = ports.services.values(),
+                                     .executor = ports.services.executor(),
+                                     .clock = ports.clock,
+                                     .timeZone = ports.timeZone,
+                                     .terms = [&services = ports.services] { return services.dictionary().terms(); },
+                                     .raise = std::move(ports.raise)}) {
+    auto server = CommandSocketServer::start(
+        ports.services.paths().socket(), ports.loop,
+        [this](const std::string& request, auto reply) { service_.answer(request, std::move(reply)); });
+    if (server) {
+        server_ = std::move(*server);
+    } else {
+        spdlog::error("the command line cannot reach this process: {}", server.error());
+    }
+}
+
+}  // namespace tolvik

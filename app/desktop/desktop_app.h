@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/desktop/options.h"
+#include "app/desktop/start_trace.h"
+#include "base/result.h"
+#include "core/value_store.h"
+#include "services/paths.h"
+
+namespace tolvik {
+
+/// The desktop application, composed. Needs the QApplication, which outlives it, and the store's lock, which the caller
+/// holds for as long as this lives. Main loop only.
+class DesktopApp {
+public:
+    [[nodiscard]] static Result<std::unique_ptr<DesktopApp>, StoreError> open(const Paths& paths,
+                                                                              const DesktopOptions& options,
+                                                                              StartTrace& trace);
+    DesktopApp(const DesktopApp&) = delete;
+    DesktopApp& operator=(const DesktopApp&) = delete;
+    ~DesktopApp();
+
+private:
+    struct Impl;
+    explicit DesktopApp(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tolvik

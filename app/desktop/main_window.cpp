@@ -1,0 +1,54 @@
+#include "app/desktop/main_window.h"
+
+#include <QCloseEvent>
+#include <QEvent>
+#include <QGuiApplication>
+#include <utility>
+
+namespace tolvik {
+
+MainWindow::MainWindow(std::unique_ptr<QQuickWindow> window, Hooks hooks)
+    : window_(std::move(window)), hooks_(std::move(hooks)) {
+    window_->installEventFilter(this);
+    connect(window_.get(), &QQuickWindow::frameSwapped, this, [this] {
+        if (!std::exchange(hadFrame_, true)) {
+            hooks_.firstFrame();
+        }
+    });
+    connect(window_.get(), &QWindow::activeChanged, this, [this] {
+        if (window_->isActive()) {
+            hooks_.activated();
+        }
+    });
+}
+
+MainWindow::~MainWindow() {
+    window_->removeEventFilter(this);
+}
+
+void MainWindow::show() {
+    window_->show();
+}
+
+void MainWindow::raise() {
+    if (window_->windowStates().testFlag(Qt::WindowMinimized)) {
+        window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
+    }
+    window_->show();
+    hooks_.bringToFront(*window_);
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == window_.get() && event->type() == QEvent::Close) {
+        if (hooks_.hidesOnClose()) {
+            window_->hide();
+            event->ignore();
+        } else {
+            QGuiApplication::quit();
+        }
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+}  // namespace tolvik

@@ -1,0 +1,81 @@
+#include "app/desktop/voice_stack.h"
+
+#include <utility>
+
+#include "adapters/audiofile/av_audio_file_codec.h"
+#include "adapters/mpris/mpris_media_players.h"
+#include "adapters/pulse/pulse_microphone.h"
+#include "adapters/speech/process_speech_recognizer.h"
+#include "adapters/x11/xkb_chord_monitor.h"
+#include "dictionary/dictionary_manager.h"
+
+namespace tolvik {
+
+namespace {
+
+SpeechVocabulary vocabularyOf(LogServices& services) {
+    SpeechVocabulary out;
+    for (const TaskInfo& task : services.executor().candidates()) {
+        out.taskTitles.push_back(task.title);
+    }
+    for (const TagModel& project : services.store().tags()) {
+        out.projectNames.push_back(project.name);
+    }
+    out.terms = services.dictionary().terms();
+    return out;
+}
+
+}  // namespace
+
+struct VoiceStack::Impl {
+    explicit Impl(const Ports& ports)
+        : services(ports.services),
+          chord(ports.loop),
+          microphone(ports.loop),
+          media(ports.loop),
+          recognizer(ports.loop, findSpeechPlaces(ports.modelFolder)),
+          manager({.loop = ports.loop,
+                   .workers = ports.workers,
+                   .clock = ports.clock,
+                   .random = ports.random,
+                   .values = ports.services.values(),
+                   .chord = chord,
+                   .microphone = microphone,
+                   .recognizer = recognizer,
+                   .media = media,
+                   .codec = codec,
+                   .temporaryFolder = std::filesystem::temp_directory_path(),
+                   .vocabulary = [this] { return vocabularyOf(services); },
+                   .execute =
+                       [this](const std::string& transcript, auto done) {
+                           services.executor().execute(transcript, ChangeSource::voice, std::move(done));
+                       },
+                   .preview = [this](const std::string& words) { return services.executor().preview(words); },
+                   .undo = [this] { return services.store().undo(); }}) {}
+
+    LogServices& services;
+    XkbChordMonitor chord;
+    PulseMicrophone microphone;
+    MprisMediaPlayers media;
+    AvAudioFileCodec codec;
+    ProcessSpeechRecognizer recognizer;
+    VoiceManager manager;
+};
+
+VoiceStack::VoiceStack(Ports ports) : impl_(std::make_unique<Impl>(ports)) {}
+VoiceStack::~VoiceStack() = default;
+
+VoiceManager& VoiceStack::manager() {
+    return impl_->manager;
+}
+Microphone& VoiceStack::microphone() {
+    return impl_->microphone;
+}
+SpeechRecognizer& VoiceStack::recognizer() {
+    return impl_->recognizer;
+}
+void VoiceStack::setModelFolder(const std::filesystem::path& folder) {
+    impl_->recognizer.setPlaces(findSpeechPlaces(folder));
+}
+
+}  // namespace tolvik
