@@ -2,12 +2,11 @@
 
 #include <array>
 #include <cerrno>
-#include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <poll.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -43,10 +42,11 @@ private:
         DecodePlan::Job job;
         std::vector<float> samples;
         bool mayBeCommand = true;
+        pid_t thread = 0;  ///< once it runs
     };
 
     void load();
-    void work();
+    void work(const std::shared_ptr<Work>& work);
     void handle(SpeechMessage message);
     void pump();
     void send(const SpeechMessage& message);
@@ -56,14 +56,12 @@ private:
     std::mutex sendMutex_;
 
     std::mutex mutex_;  ///< guards all that follows
-    std::condition_variable changed_;
     std::unique_ptr<Listening> listening_;
     bool loading_ = false;
     bool vocabularyStale_ = false;
     SpeechVocabulary vocabulary_;
     std::shared_ptr<Utterance> current_;
-    std::deque<Work> queue_;
-    std::size_t running_ = 0;
+    std::vector<std::shared_ptr<Work>> running_;
 };
 
 void Server::send(const SpeechMessage& message) {
@@ -100,9 +98,6 @@ void Server::load() {
         vocabularyStale_ = true;
     }
     send(answer);
-    for (int worker = 0; worker < 2; ++worker) {
-        std::thread([this] { work(); }).detach();
-    }
     const std::lock_guard lock(mutex_);
     pump();
 }
@@ -112,17 +107,23 @@ void Server::pump() {
     if (!current_ || !listening_) {
         return;
     }
-    while (const auto job = current_->plan.next(running_)) {
+    while (const auto job = current_->plan.next(running_.size())) {
         const auto& samples = current_->plan.samples();
-        Work work;
-        work.utterance = current_;
-        work.job = *job;
-        work.samples.assign(samples.begin() + static_cast<std::ptrdiff_t>(job->begin),
-                            samples.begin() + static_cast<std::ptrdiff_t>(job->end));
-        work.mayBeCommand = !current_->plan.isLong();
-        queue_.push_back(std::move(work));
-        ++running_;
-        changed_.notify_one();
+        auto next = std::make_shared<Work>();
+        next->utterance = current_;
+        next->job = *job;
+        next->samples.assign(samples.begin() + static_cast<std::ptrdiff_t>(job->begin),
+                             samples.begin() + static_cast<std::ptrdiff_t>(job->end));
+        next->mayBeCommand = !current_->plan.isLong();
+        // What runs already heard less: it gives way, so that the newest text, which may be the last, comes first. A
+        // thread cannot take its precedence back, so each decode has its own.
+        for (const auto& older : running_) {
+            if (older->thread != 0) {
+                setpriority(PRIO_PROCESS, static_cast<id_t>(older->thread), 10);
+            }
+        }
+        running_.push_back(next);
+        std::thread([this, next] { work(next); }).detach();
     }
     if (current_->answered) {
         return;
@@ -142,36 +143,28 @@ void Server::pump() {
     }
 }
 
-void Server::work() {
-    while (true) {
-        Work work;
-        Listening* listening = nullptr;
-        {
-            std::unique_lock lock(mutex_);
-            changed_.wait(lock, [this] { return !queue_.empty(); });
-            work = std::move(queue_.front());
-            queue_.pop_front();
-            listening = listening_.get();
-            if (work.utterance != current_) {
-                --running_;
-                pump();
-                continue;
-            }
-            if (vocabularyStale_) {
-                listening->setVocabulary(vocabulary_);
-                vocabularyStale_ = false;
-            }
-        }
-        std::string text = listening->hear(work.samples, work.mayBeCommand).text;
-        SpeechMessage alive;
-        alive.kind = SpeechMessage::Kind::progress;
-        alive.utterance = work.utterance->number;
-        send(alive);
+void Server::work(const std::shared_ptr<Work>& work) {
+    Listening* listening = nullptr;
+    bool wanted = false;
+    {
         const std::lock_guard lock(mutex_);
-        --running_;
-        work.utterance->plan.decoded(work.job, std::move(text));
-        pump();
+        work->thread = gettid();
+        listening = listening_.get();
+        wanted = work->utterance == current_;
+        if (vocabularyStale_) {
+            listening->setVocabulary(vocabulary_);
+            vocabularyStale_ = false;
+        }
     }
+    std::string text = wanted ? listening->hear(work->samples, work->mayBeCommand).text : std::string();
+    SpeechMessage alive;
+    alive.kind = SpeechMessage::Kind::progress;
+    alive.utterance = work->utterance->number;
+    send(alive);
+    const std::lock_guard lock(mutex_);
+    std::erase(running_, work);
+    work->utterance->plan.decoded(work->job, std::move(text));
+    pump();
 }
 
 void Server::handle(SpeechMessage message) {

@@ -186,8 +186,18 @@ std::vector<KnownSentence> CommandGrammar::nearest(const Phones& heard, std::siz
         }
         leads.push_back(std::move(made));
     }
+    // Of the words that may follow a task only those count that the end sounds like.
+    std::vector<const Part*> tails;
+    for (const Part& tail : tails_) {
+        const Phones& meant = tail.ways.front();
+        const auto costs = suffixDistances(heard, meant);
+        if (meant.empty() || *std::min_element(costs.begin(), costs.end()) < 0.4F * lengthOf(meant)) {
+            tails.push_back(&tail);
+        }
+    }
     for (const Part& reference : references_) {
-        for (const Part& tail : tails_) {
+        for (const Part* const tailPart : tails) {
+            const Part& tail = *tailPart;
             for (const Phones& way : reference.ways) {
                 Phones meant = way;
                 meant.insert(meant.end(), tail.ways.front().begin(), tail.ways.front().end());

@@ -10,6 +10,8 @@ namespace {
 // Tuned on the tuning clips (bench/speech); distances as in KnownSentence, fits in units a frame.
 constexpr float sureDistance = 0.10F;
 constexpr float sureTaskDistance = 0.2F;
+constexpr float closeAgreedDistance = 0.2F;
+constexpr float closeAgreedTaskDistance = 0.3F;
 constexpr float agreedDistance = 0.36F;
 constexpr float agreedTaskDistance = 0.45F;
 constexpr float plausibleDistance = 0.28F;
@@ -58,6 +60,9 @@ bool accepts(const KnownSentence& known, const SoundEvidence& evidence, Judge& j
         return false;
     }
     const bool agreed = evidence.grammarHeard == known.spoken;
+    if (agreed && known.distance <= closeAgreedDistance && known.taskDistance <= closeAgreedTaskDistance) {
+        return true;
+    }
     if (agreed && known.distance <= agreedDistance && known.taskDistance <= agreedTaskDistance) {
         return judge.gain(known.spoken).value_or(-100.0) >= -agreedFitLoss;
     }

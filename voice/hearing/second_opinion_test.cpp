@@ -1,0 +1,177 @@
+#include "voice/hearing/second_opinion.h"
+
+#include <gtest/gtest.h>
+#include <map>
+
+#include "base/text.h"
+#include "voice/hearing/command_phrases.h"
+
+namespace tolvik {
+namespace {
+
+/// The words that the cases need, as a pronunciation dictionary has them.
+constexpr const char* dictionary = R"(a AH
+a(2) EY
+back B AE K
+backup B AE K AH P
+begin B IH G IH N
+bug B AH G
+called K AO L D
+campaign K AE M P EY N
+client K L AY AH N T
+continue K AH N T IH N Y UW
+crash K R AE SH
+date D EY T
+dependencies D IH P EH N D AH N S IY Z
+done D AH N
+email IY M EY L
+fence F EH N S
+finished F IH N IH SH T
+fix F IH K S
+for F AO R
+go G OW
+hardware HH AA R D W EH R
+i'm AY M
+is IH Z
+it IH T
+login L AO G IH N
+lunch L AH N CH
+mail M EY L
+male M EY L
+monthly M AH N TH L IY
+newsletter N UW Z L EH T ER
+of AH V
+or AO R
+order AO R D ER
+painting P EY N T IH NG
+pause P AO Z
+plumber P L AH M ER
+presentation P R EH Z AH N T EY SH AH N
+presumed P R IH Z UW M D
+reform R AH F AO R M
+resume R IH Z UW M
+resumed R IH Z UW M D
+sartre S AA R T R
+seller S EH L ER
+server S ER V ER
+start S T AA R T
+started S T AA R T IH D
+stop S T AA P
+switch S W IH CH
+switched S W IH CH T
+terraform T EH R AH F AO R M
+test T EH S T
+the DH AH
+the(2) DH IY
+to T UW
+up AH P
+update AH P D EY T
+weather W EH DH ER
+with W IH DH
+)";
+
+class SecondOpinion : public testing::Test {
+protected:
+    std::string best(const std::string& engine, const SoundEvidence& evidence = {}) const {
+        return bestText(engine, grammar_, pronouncer_, evidence);
+    }
+
+    /// Evidence of a sound that fits each of these sentences as told, and others badly.
+    static SoundEvidence sound(std::optional<std::string> grammarHeard, std::map<std::string, double> fits) {
+        return {std::move(grammarHeard), [fits = std::move(fits)](const std::string& spoken) -> std::optional<double> {
+                    const auto found = fits.find(spoken);
+                    return found == fits.end() ? -40.0 : found->second;
+                }};
+    }
+
+    const Pronouncer pronouncer_{dictionary};
+    const CommandGrammar grammar_{pronouncer_,
+                                  {{"Email campaign", "Monthly newsletter", "Update dependencies", "Backup server",
+                                    "Order hardware", "Client presentation", "Fix login bug"},
+                                   {"Tamsin", "Terraform"}}};
+};
+
+TEST_F(SecondOpinion, WhatSoundsTheSameBecomesTheUsersWords) {
+    EXPECT_EQ(best("Finished e-mail campaign."), "finished Email campaign");
+    EXPECT_EQ(best("Finished a male campaign."), "finished Email campaign");
+    EXPECT_EQ(best("Start back up server."), "start Backup server");
+    EXPECT_EQ(best("Resumed monthly newsletter."), "resume Monthly newsletter");
+    EXPECT_EQ(best("switch to the presentation"), "switch to the presentation");
+    EXPECT_EQ(best("Continue of date dependencies.",
+                   sound("continue update dependencies",
+                         {{"continue of date dependencies", -13.3}, {"continue update dependencies", -12.9}})),
+              "continue Update dependencies");
+}
+
+TEST_F(SecondOpinion, WhatIsFarIsTakenOnlyWhenTheGrammarAndTheSoundAgree) {
+    const std::string engine = "Or the hardware.";
+    EXPECT_EQ(best(engine), "Or the hardware");
+    EXPECT_EQ(best(engine, sound("order hardware", {{"or the hardware", -20.6}, {"order hardware", -18.7}})),
+              "Order hardware");
+    EXPECT_EQ(best(engine, sound("order hardware", {{"or the hardware", -15.0}, {"order hardware", -30.0}})),
+              "Or the hardware");
+}
+
+TEST_F(SecondOpinion, NewTasksAndOtherSentencesAreLeftAlone) {
+    // The grammar forces every sound into a command; its word alone changes nothing.
+    for (const char* said : {"Start painting the fence", "Called the plumber", "the weather is back", "Start lunch"}) {
+        std::map<std::string, double> fits{{joined(spokenWords(said), " "), -13.0}, {"start monthly", -20.0}};
+        EXPECT_EQ(best(said, sound("start monthly", fits)), said);
+    }
+}
+
+TEST_F(SecondOpinion, NamesReplaceWhatIsNoWordAndRealWordsOnlyWhenTheyFitAsWell) {
+    EXPECT_EQ(best("Start lunch with Tamson."), "Start lunch with Tamsin");
+    const auto fits = [](double heard, double meant) {
+        return sound("start update", {{"begin to reform test", heard}, {"begin terraform test", meant}});
+    };
+    EXPECT_EQ(best("Begin to reform test", fits(-15, -14)), "Begin Terraform test");
+    EXPECT_EQ(best("Begin to reform test", fits(-14, -18)), "Begin to reform test");
+}
+
+TEST_F(SecondOpinion, AMisheardLeadIsMendedBeforeANewTitle) {
+    EXPECT_EQ(best("Sartre painting the fence",
+                   sound("start monthly", {{"sartre painting the fence", -18.0}, {"start painting the fence", -14.0}})),
+              "start painting the fence");
+    EXPECT_EQ(best("Sartre painting the fence"), "Sartre painting the fence");
+    EXPECT_EQ(best("Start painting the fence"), "Start painting the fence");
+}
+
+TEST_F(SecondOpinion, WithoutWordsOrTasksNothingIsMadeUp) {
+    EXPECT_EQ(best(""), "");
+    EXPECT_EQ(best(" ... "), "");
+    const CommandGrammar empty(pronouncer_, {});
+    EXPECT_EQ(bestText("Start the fence.", empty, pronouncer_, {}), "Start the fence");
+    EXPECT_EQ(bestText("Pause!", empty, pronouncer_, {}), "pause");
+    EXPECT_NE(empty.jsgf().find("public <command>"), std::string::npos);
+}
+
+TEST(CommandPhrases, TemplatesAreWrittenOut) {
+    using Sentences = std::vector<std::string>;
+    EXPECT_EQ(writtenOut("(go|move)? back"), (Sentences{"go back", "move back", "back"}));
+    EXPECT_EQ(writtenOut("a (b (c|d))? e"), (Sentences{"a b c e", "a b d e", "a e"}));
+    std::size_t withTail = 0;
+    for (const CommandPhrase& phrase : commandPhrases()) {
+        EXPECT_EQ(phrase.lead.find_first_of("()|?@"), std::string::npos) << phrase.lead;
+        EXPECT_FALSE(phrase.lead.empty() && !phrase.takesTask);
+        withTail += phrase.tail.empty() ? 0U : 1U;
+    }
+    EXPECT_GT(withTail, 2U);
+}
+
+TEST(CommandGrammar, TheWholeTitleIsNearerThanItsPartAndHyphensDoNotMatter) {
+    const Pronouncer pronouncer{dictionary};
+    const CommandGrammar grammar(pronouncer, {{"Fix login bug", "Stop-start test"}, {}});
+    const auto near = grammar.nearest(pronouncer.sentence({"switch", "to", "fix", "login", "bug"}), 3);
+    ASSERT_EQ(near.size(), 3U);
+    EXPECT_EQ(near[0].text, "switch to Fix login bug");
+    EXPECT_EQ(near[0].task, KnownSentence::Task::whole);
+    EXPECT_LT(near[0].distance, 0.01F);
+    EXPECT_LE(near[0].distance, near[1].distance);
+    const auto words = grammar.vocabulary();
+    EXPECT_EQ(std::count(words.begin(), words.end(), "login"), 1);
+    EXPECT_TRUE(grammar.nearest({}, 3).empty());
+}
+
+}  // namespace
+}  // namespace tolvik
