@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -50,7 +51,14 @@ class DesktopTest : public testing::Test {
 protected:
     /// Runs the loop until the condition holds; whether it did within `atMost`.
     bool becomes(const std::function<bool()>& condition, Millis atMost = Millis{5000}) {
-        return loop.runUntil(condition, atMost);
+        // The loop looks at the condition between its calls only; other threads need a beat.
+        const auto until = std::chrono::steady_clock::now() + atMost;
+        while (!loop.runUntil(condition, Millis{5})) {
+            if (std::chrono::steady_clock::now() > until) {
+                return false;
+            }
+        }
+        return true;
     }
     /// Lets the loop run, for what must not happen.
     void pass(Millis time) {

@@ -16,6 +16,8 @@ struct SpeechVocabulary {
     std::vector<std::string> projectNames;
     /// Personal terms and those of the active project.
     std::vector<std::string> terms;
+
+    bool operator==(const SpeechVocabulary&) const = default;
 };
 
 /// Why a recognition ended without text.
