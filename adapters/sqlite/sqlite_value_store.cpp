@@ -164,6 +164,10 @@ struct SqliteValueStore::Impl {
             return code;
         }
         const bool writes = (flags & SQLITE_OPEN_READWRITE) != 0;
+        if (writes && sqlite3_db_readonly(db, "main") == 1) {
+            // SQLite opens for reading by itself what it may not write.
+            return SQLITE_READONLY;
+        }
         if (writes) {
             // One process at a time, so the index of the write-ahead log needs no shared memory.
             exec("PRAGMA locking_mode=EXCLUSIVE");
