@@ -49,6 +49,7 @@ private:
     void work(const std::shared_ptr<Work>& work);
     void handle(SpeechMessage message);
     void pump();
+    void refreshVocabulary();
     void send(const SpeechMessage& message);
 
     int socket_;
@@ -143,6 +144,14 @@ void Server::pump() {
     }
 }
 
+/// Needs the mutex and the engine.
+void Server::refreshVocabulary() {
+    if (vocabularyStale_) {
+        listening_->setVocabulary(vocabulary_);
+        vocabularyStale_ = false;
+    }
+}
+
 void Server::work(const std::shared_ptr<Work>& work) {
     Listening* listening = nullptr;
     bool wanted = false;
@@ -151,10 +160,7 @@ void Server::work(const std::shared_ptr<Work>& work) {
         work->thread = gettid();
         listening = listening_.get();
         wanted = work->utterance == current_;
-        if (vocabularyStale_) {
-            listening->setVocabulary(vocabulary_);
-            vocabularyStale_ = false;
-        }
+        refreshVocabulary();
     }
     std::string text = wanted ? listening->hear(work->samples, work->mayBeCommand).text : std::string();
     SpeechMessage alive;
@@ -178,8 +184,17 @@ void Server::handle(SpeechMessage message) {
             break;
         case SpeechMessage::Kind::begin:
             current_ = std::make_shared<Utterance>(message.utterance, message.sampleRate, message.channels);
-            vocabulary_ = std::move(message.vocabulary);
-            vocabularyStale_ = true;
+            if (message.vocabulary != vocabulary_) {
+                vocabulary_ = std::move(message.vocabulary);
+                vocabularyStale_ = true;
+            }
+            if (listening_ && vocabularyStale_) {
+                // Made ready while the first word is spoken, and not when its text is wanted.
+                std::thread([this] {
+                    const std::lock_guard late(mutex_);
+                    refreshVocabulary();
+                }).detach();
+            }
             break;
         case SpeechMessage::Kind::samples:
             if (current_ && current_->number == message.utterance) {

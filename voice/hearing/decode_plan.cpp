@@ -12,7 +12,8 @@ constexpr std::size_t samplesOf(std::size_t milliseconds) {
     return DecodePlan::rate * milliseconds / 1000;
 }
 
-constexpr std::size_t pause = samplesOf(60);  ///< silence after which a word may have been the last
+constexpr std::size_t pause = samplesOf(60);       ///< silence after which a word may have been the last
+constexpr std::size_t shortPause = samplesOf(30);  ///< the same while nothing else is being decoded
 constexpr std::size_t previewEvery = samplesOf(500);
 constexpr std::size_t roomBefore = samplesOf(120);
 constexpr std::size_t roomAfter = samplesOf(100);
@@ -78,7 +79,8 @@ std::optional<DecodePlan::Job> DecodePlan::next(std::size_t running) {
     if (speechEnd <= begunTo_ || !first || speechEnd <= *first) {
         return std::nullopt;
     }
-    const bool atPause = samples_.size() - speechEnd >= pause && samples_.size() - *first >= fewest;
+    const bool atPause =
+        samples_.size() - speechEnd >= (running == 0 ? shortPause : pause) && samples_.size() - *first >= fewest;
     // In a silence that may become a pause a preview would only stand in the way of the decode that counts.
     const bool speaking = samples_.size() - speechEnd < samplesOf(25);
     const bool preview = speaking && running == 0 && samples_.size() - begunAt_ >= previewEvery;
