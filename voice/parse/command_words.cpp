@@ -73,6 +73,11 @@ std::vector<std::string> framedReferences(std::string_view intent, std::string_v
         R"(^\s*(?:where (?:i|we) left off\b\s*)?(?:(?:back|over|to|on|onto|with|up|in)\s+|(?:back|over|up)$)*(?:(?:the|a|an|my|our|that|this)\s+)?)");
     static const Pattern noun(R"(\s+(?:task|one)$)");
     std::vector<std::string> out;
+    // Nobody says more in a breath, and some of the patterns take quadratic time.
+    constexpr std::size_t longestSpoken = 1000;
+    if (sentence.size() > longestSpoken) {
+        return out;
+    }
     const auto remainder = intent == "switch" ? switchRemainder(sentence)
                            : intent == "done" ? doneRemainder(sentence)
                                               : std::optional(newTaskTitle(sentence));

@@ -150,6 +150,14 @@ TEST(LocalVoiceParser, SurvivesAnyText) {
     EXPECT_EQ(parser.parse("switch to \u00e9t\u00e9", tasks).taskTitle, "\u00c9t\u00e9");
     EXPECT_EQ(parser.parse("start \xff\xc3\xff", tasks).action, "start");
     EXPECT_EQ(parser.parse(std::string(1 << 20, 'a'), tasks).action, "start");
+    // Each of these takes a pattern that looks twice at every word the longest way.
+    std::string again;
+    for (int i = 0; i < 100'000; ++i) {
+        again += " now";
+    }
+    EXPECT_EQ(parser.parse("do" + again + " x now", tasks).action, "switch");
+    EXPECT_EQ(parser.parse("mark" + again + " x done", tasks).action, "done");
+    EXPECT_EQ(parser.parse("task" + again + " number", tasks).action, "start");
 }
 
 }  // namespace
