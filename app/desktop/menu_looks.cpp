@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <memory>
+#include <spdlog/spdlog.h>
 #include <utility>
 
 namespace tolvik {
@@ -14,7 +15,7 @@ namespace {
 
 constexpr auto sheet = R"(
 QMenu { background: %1; color: %2; border: 1px solid %3; padding: 6px; font-family: Inter; font-size: 13px; }
-QMenu::item { padding: 7px 28px 7px 12px; border-radius: 6px; margin: 0; }
+QMenu::item { padding: 8px 28px 8px 12px; border-radius: 6px; margin: 0; }
 QMenu::item:selected { background: %4; color: %5; }
 QMenu::item:disabled { color: %6; background: transparent; }
 QMenu::separator { height: 1px; background: %3; margin: 6px 12px; }
@@ -32,7 +33,13 @@ TrayItem::Looks menuLooks(QQmlEngine& engine) {
     if (theme == nullptr) {
         return {[](std::int64_t) { return QColor(Qt::gray); }, {}};
     }
-    const auto color = [theme](const char* token) { return theme->property(token).value<QColor>().name(); };
+    const auto color = [theme](const char* token) {
+        const QVariant value = theme->property(token);
+        if (!value.isValid()) {
+            spdlog::error("the theme has no colour named {}", token);
+        }
+        return value.value<QColor>().name();
+    };
     QVariant list = theme->property("taskColors");
     const QStringList taskColors =
         (list.canConvert<QJSValue>() ? list.value<QJSValue>().toVariant() : std::move(list)).toStringList();
@@ -42,7 +49,7 @@ TrayItem::Looks menuLooks(QQmlEngine& engine) {
                                                  : QColor(taskColors[static_cast<int>(index % taskColors.size())]);
     };
     looks.styleSheet = QString(sheet).arg(color("raised"), color("t1"), color("line"), color("accent"),
-                                          color("onAccent"), color("t3"));
+                                          color("accentInk"), color("t3"));
     return looks;
 }
 
