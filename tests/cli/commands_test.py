@@ -243,6 +243,15 @@ class CommandLine(Home):
         self.assertIn("Did you mean \"switch\"?", self.tolvik("swithc", expect=USAGE)[1])
         self.assertEqual(json.loads(self.tolvik("nonsense", "--json", expect=USAGE)[0])["exitCode"], USAGE)
 
+    def test_hear_says_what_it_lacks(self):
+        recording = os.path.join(self.home, "speech.wav")
+        with open(recording, "wb") as file:
+            file.write(b"no sound")
+        for path in (recording, recording + ".none"):
+            report = self.json("hear", path, expect=ENVIRONMENT)
+            self.assertTrue(report["error"])
+        self.assertEqual(self.json("tasks"), [], "nothing heard, nothing done")
+
     def test_titles_that_look_like_options(self):
         self.tolvik("start", "--", "--json is great", "-x")
         self.assertEqual(self.running_title(), "--json is great -x")
