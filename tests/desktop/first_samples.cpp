@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     for (int i = 0; i < presses; ++i) {
+        first.reset();
         std::ignore = std::system("xdotool keydown Control_L keydown Alt_L keydown Shift_L");
         const auto arrived = [&] {
             const std::scoped_lock lock(mutex);
@@ -63,6 +64,9 @@ int main(int argc, char** argv) {
             const auto before = Clock_::now();
             recording->drain();
             drains.push_back(std::chrono::duration<double, std::milli>(Clock_::now() - before).count());
+        }
+        if (!first) {
+            std::printf("press %d: %s\n", i, recording ? "no samples within two seconds" : "the chord was not seen");
         }
         recording.reset();
         std::ignore = std::system("xdotool keyup Shift_L keyup Alt_L keyup Control_L");
