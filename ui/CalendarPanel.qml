@@ -118,7 +118,7 @@ MenuPanel {
                     Label {
                         anchors.centerIn: parent
                         anchors.verticalCenterOffset: -3
-                        color: cell.chosen ? Theme.onAccent : Theme.t1
+                        color: cell.chosen ? Theme.accentInk : Theme.t1
                         font.weight: cell.today ? Font.DemiBold : Font.Normal
                         size: Theme.secondary
                         text: cell.number
@@ -129,7 +129,7 @@ MenuPanel {
                         width: Math.round(18 * cell.fraction)
                         height: 3
                         radius: 1.5
-                        color: cell.chosen ? Theme.onAccent : Theme.edge
+                        color: cell.chosen ? Theme.accentInk : Theme.edge
                         visible: cell.fraction > 0
                     }
                     HoverHandler {

@@ -13,9 +13,13 @@ Item {
         (calendar.item as MenuPanel).open();
     }
 
-    implicitHeight: 79
+    // Without room for both ends of the day in one line, the second has its own.
+    readonly property bool stacked: compact && home.endedText.length > 0
+
+    implicitHeight: stacked ? 95 : 79
 
     Label {
+        y: -2
         font.weight: Font.DemiBold
         font.letterSpacing: -0.3
         size: Theme.pageTitle
@@ -25,13 +29,13 @@ Item {
         Accessible.name: text + ", " + root.home.dateText
     }
     Label {
-        y: 32
+        y: 28
         color: Theme.t2
         size: Theme.secondary
         text: root.home.dateText
     }
     Row {
-        y: 58
+        y: 55
         Accessible.role: Accessible.StaticText
         Accessible.name: total.text + " " + qsTr("tracked") + rest.text
 
@@ -45,13 +49,23 @@ Item {
         Label {
             id: rest
 
-            readonly property string parts: [root.home.startedText, root.home.endedText].filter(part => part.length > 0).join("  ·  ")
+            readonly property string parts: [root.home.startedText, root.stacked ? "" : root.home.endedText].filter(part => part.length > 0).join("  ·  ")
 
             color: Theme.t2
             leftPadding: 4
             size: Theme.secondary
             text: qsTr("tracked") + (parts.length > 0 ? "  ·  " + parts : "")
         }
+    }
+    Label {
+        y: 75
+        color: Theme.t2
+        size: Theme.secondary
+        text: root.home.endedText
+        visible: root.stacked
+        Accessible.ignored: !visible
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
     }
     Row {
         anchors.right: parent.right

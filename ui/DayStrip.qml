@@ -74,13 +74,13 @@ FocusScope {
                     radius: 1.5
                     color: cell.chosen ? Theme.accent : Theme.edge
                 }
-                Figures {
+                Label {
                     anchors.horizontalCenter: parent.horizontalCenter
-                    y: 47
+                    y: 49
                     color: cell.chosen ? Theme.accent : Theme.t1
+                    font.weight: cell.chosen ? Font.DemiBold : Font.Medium
                     size: Theme.caption
                     text: cell.number
-                    weight: cell.chosen ? Font.DemiBold : Font.Medium
                 }
                 HoverHandler {
                     id: pointer

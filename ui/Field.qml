@@ -18,7 +18,7 @@ T.TextField {
     placeholderTextColor: Theme.t3
     renderType: Theme.textRendering
     selectByMouse: true
-    selectedTextColor: Theme.onAccent
+    selectedTextColor: Theme.accentInk
     selectionColor: Theme.accent
     verticalAlignment: TextInput.AlignVCenter
     Accessible.role: Accessible.EditableText

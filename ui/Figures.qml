@@ -27,10 +27,11 @@ Item {
     }
 
     readonly property real cell: {
-        let widest = 0;
+        // Named so that the width is measured anew when the font changes.
+        let widest = 0 * metrics.height;
         for (const digit of "0123456789")
             widest = Math.max(widest, metrics.advanceWidth(digit));
-        return Theme.pixelRatio === 1 ? Math.ceil(widest) : widest;
+        return Theme.pixelRatio === 1 ? Math.round(widest) : widest;
     }
 
     Row {

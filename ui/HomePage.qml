@@ -153,7 +153,7 @@ FocusScope {
                 id: tasks
 
                 y: top.height + 14
-                width: root.narrow ? parent.width : parent.width - 284 - 26
+                width: root.narrow ? parent.width : parent.width - 284 - 36
                 home: root.home
                 visible: !root.home.empty
                 onDeleteWanted: (taskId, title) => root.deleteWanted(taskId, title)

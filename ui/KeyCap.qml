@@ -11,13 +11,13 @@ Rectangle {
     implicitWidth: large ? Math.max(46, label.implicitWidth + 26) : Math.max(18, label.implicitWidth + 10)
     implicitHeight: large ? 36 : 20
     radius: large ? 8 : 4
-    color: Theme.edge
+    color: large || Theme.highContrast ? Theme.edge : Theme.dark ? "#4A5652" : "#B4BEB9"
 
     // The cap leaves a thicker lower edge of the rectangle behind it.
     Rectangle {
         anchors.fill: parent
         anchors.margins: 1
-        anchors.bottomMargin: 2 + (root.large ? 1 : 0)
+        anchors.bottomMargin: root.large ? 3 : 2
         radius: parent.radius - 1
         color: Theme.raised
     }

@@ -10,8 +10,9 @@ T.Popup {
 
     parent: T.Overlay.overlay
     anchors.centerIn: parent
-    width: 560
+    width: 640
     padding: 24
+    implicitHeight: implicitContentHeight + 2 * padding
     focus: true
     modal: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
@@ -49,7 +50,7 @@ T.Popup {
 
                     required property var modelData
 
-                    width: 244
+                    width: 284
                     height: 24
                     Accessible.role: Accessible.StaticText
                     Accessible.name: modelData[0] + ": " + modelData[1]
@@ -59,7 +60,8 @@ T.Popup {
                         text: line.modelData[0]
                     }
                     Label {
-                        x: 100
+                        x: 110
+                        width: parent.width - x
                         anchors.verticalCenter: parent.verticalCenter
                         color: Theme.t2
                         size: Theme.secondary

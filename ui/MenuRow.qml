@@ -25,7 +25,7 @@ T.AbstractButton {
     Keys.onUpPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
     Keys.onDownPressed: nextItemInFocusChain(true).forceActiveFocus(Qt.TabFocusReason)
 
-    readonly property color ink: lit ? Theme.onAccent : dangerous ? Theme.danger : Theme.t1
+    readonly property color ink: lit ? Theme.accentInk : dangerous ? Theme.danger : Theme.t1
 
     background: Rectangle {
         radius: 6
@@ -54,7 +54,7 @@ T.AbstractButton {
         Icon {
             x: 9
             anchors.verticalCenter: parent.verticalCenter
-            color: root.lit ? Theme.onAccent : root.dangerous ? Theme.danger : Theme.t2
+            color: root.lit ? Theme.accentInk : root.dangerous ? Theme.danger : Theme.t2
             name: root.iconName
             visible: root.iconName.length > 0
         }

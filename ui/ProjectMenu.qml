@@ -38,7 +38,6 @@ MenuPanel {
                 required property var modelData
 
                 chosen: root.chosenId === modelData.id
-                colorIndex: -1
                 text: modelData.text
                 onClicked: {
                     root.close();
@@ -52,6 +51,7 @@ MenuPanel {
             delegate: MenuRow {
                 required property string projectId
                 required property string name
+                required colorIndex
 
                 chosen: root.chosenId === projectId
                 text: name

@@ -15,7 +15,7 @@ T.AbstractButton {
 
     property int kind: PushButton.Outlined
     property string iconName
-    property color tint: kind === PushButton.Filled ? Theme.onAccent : kind === PushButton.Danger ? Theme.onDanger : kind === PushButton.Plain ? Theme.accent : Theme.t1
+    property color tint: kind === PushButton.Filled ? Theme.accentInk : kind === PushButton.Danger ? Theme.dangerInk : kind === PushButton.Plain ? Theme.accent : Theme.t1
     property int iconSize: 16
 
     implicitWidth: Math.max(implicitHeight, content.implicitWidth + (text.length > 0 ? (iconName.length > 0 ? 26 : 24) : 0))

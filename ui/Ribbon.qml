@@ -108,25 +108,23 @@ FocusScope {
                 }
             }
 
-            Rectangle {
+            // The running one is square where it meets the present: its round end is cut off.
+            Item {
                 anchors.fill: parent
-                radius: Math.min(6, width / 2)
-                color: Theme.taskColor(segment.colorIndex)
-                border.width: Theme.highContrast ? 1 : 0
-                border.color: Theme.ink
+                clip: segment.running
 
-                // The running one is square where it meets the present.
                 Rectangle {
-                    anchors.right: parent.right
-                    width: parent.width / 2
+                    width: parent.width + (segment.running ? 6 : 0)
                     height: parent.height
-                    color: parent.color
-                    visible: segment.running
+                    radius: Math.min(6, width / 2)
+                    color: Theme.taskColor(segment.colorIndex)
+                    border.width: Theme.highContrast ? 1 : 0
+                    border.color: Theme.ink
                 }
-                FocusRing {
-                    around: 6
-                    visible: segment.chosen
-                }
+            }
+            FocusRing {
+                around: 6
+                visible: segment.chosen
             }
             Column {
                 y: 45
@@ -184,7 +182,7 @@ FocusScope {
             id: nowLabel
 
             anchors.centerIn: parent
-            color: Theme.onAccent
+            color: Theme.accentInk
             size: Theme.caption
             text: root.ribbon.nowText
             weight: Font.DemiBold

@@ -13,7 +13,7 @@ Item {
     Swatch {
         id: dot
 
-        y: 12
+        y: 14
         colorIndex: root.home.runningColor
         visible: root.home.running
     }
@@ -30,7 +30,7 @@ Item {
         anchors.leftMargin: 24
         anchors.right: right.left
         anchors.rightMargin: 16
-        y: 2
+        y: 4
         color: root.home.running ? Theme.t1 : Theme.t2
         font.weight: Font.DemiBold
         font.letterSpacing: -0.4
@@ -42,7 +42,7 @@ Item {
     }
     Row {
         x: 26
-        y: 38
+        y: 40
         spacing: 14
 
         Row {

@@ -21,6 +21,7 @@ T.Popup {
     anchors.centerIn: parent
     width: 420
     padding: 24
+    implicitHeight: implicitContentHeight + 2 * padding
     focus: true
     modal: true
     closePolicy: T.Popup.CloseOnEscape

@@ -134,7 +134,7 @@ Rectangle {
 
         x: root.rail ? 8 : 12
         anchors.bottom: parent.bottom
-        anchors.bottomMargin: 14
+        anchors.bottomMargin: 16
         width: parent.width - 2 * x
         spacing: 8
 

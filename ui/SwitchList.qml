@@ -24,6 +24,7 @@ FocusScope {
     implicitHeight: 38 + list.height
 
     Label {
+        y: 2
         font.weight: Font.DemiBold
         size: Theme.section
         text: qsTr("Switches")
@@ -48,7 +49,7 @@ FocusScope {
     Column {
         id: list
 
-        y: 32
+        y: 34
         width: parent.width
         focus: true
         activeFocusOnTab: rows.count > 0

@@ -25,7 +25,7 @@ Item {
     // Lines between rows are left out beside a filled row.
     property bool lineBelow: false
     readonly property bool lit: pointer.hovered || current || moreMenu.opened || projectMenu.opened
-    readonly property int barStart: Math.round(width * 0.65)
+    readonly property int barStart: Math.round(width * 0.67)
 
     signal chosen
     signal deleteWanted

@@ -27,9 +27,9 @@ QtObject {
     readonly property color t2: highContrast ? ink : dark ? "#AAB7B2" : "#4A5853"
     readonly property color t3: highContrast ? ink : dark ? "#8B9993" : "#5B6963"
     readonly property color accent: highContrast ? (dark ? "#7DF0E0" : "#00504A") : dark ? "#4FC9B8" : "#00736A"
-    readonly property color onAccent: dark ? "#06201C" : "#FFFFFF"
+    readonly property color accentInk: dark ? "#06201C" : "#FFFFFF"
     readonly property color danger: dark ? "#FF8B80" : "#B3261E"
-    readonly property color onDanger: dark ? "#2A0907" : "#FFFFFF"
+    readonly property color dangerInk: dark ? "#2A0907" : "#FFFFFF"
     readonly property color warn: dark ? "#E5B454" : "#855600"
     readonly property color pill: highContrast ? paper : dark ? "#161C1B" : "#FFFFFF"
     readonly property real scrim: dark ? 0.56 : 0.36

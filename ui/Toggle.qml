@@ -42,7 +42,7 @@ T.AbstractButton {
                 width: root.on ? 20 : 18
                 height: width
                 radius: width / 2
-                color: root.on ? Theme.onAccent : Theme.edge
+                color: root.on ? Theme.accentInk : Theme.edge
 
                 Behavior on x  {
                     enabled: !Theme.reducedMotion

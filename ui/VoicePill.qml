@@ -197,7 +197,7 @@ Item {
                 Icon {
                     anchors.centerIn: parent
                     anchors.horizontalCenterOffset: name === "play-fill" ? 1 : 0
-                    color: root.failed ? Theme.onDanger : root.pill.outcomeIsForward ? Theme.onAccent : Theme.pill
+                    color: root.failed ? Theme.dangerInk : root.pill.outcomeIsForward ? Theme.accentInk : Theme.pill
                     name: root.failed ? "exclamation-lg" : root.pill.outcomeIcon
                     size: name === "play-fill" || name === "pause-fill" ? 18 : 14
                 }

@@ -5,7 +5,7 @@ import QtQuick
 Item {
     id: root
 
-    property list<real> levels: []
+    property var levels: []
     property bool listening: true
     property bool running: true
     property real bead: 0

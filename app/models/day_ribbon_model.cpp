@@ -140,7 +140,7 @@ void DayRibbonModel::update(const AppStore& store, const TimeZone& zone, Instant
     for (const TimeEntry& entry : store.dateEntries()) {
         const auto from = entry.startedAt.instant();
         const auto to = entry.endedAt ? entry.endedAt->instant() : std::optional(now);
-        if (!from || !to || *to < *from || *from >= frame.end || *to <= frame.start) {
+        if (!from || !to || (*to <= *from && !entry.isRunning()) || *from >= frame.end || *to <= frame.start) {
             continue;
         }
         const Instant shownFrom = std::max(*from, zone.startOf(frame.day));

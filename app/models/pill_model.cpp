@@ -66,7 +66,7 @@ void PillModel::pull() {
                     .offersUndo = voice_->offersUndo()};
     const auto& levels = voice_->levels();
     const std::size_t count = std::min<std::size_t>(levels.size(), kBars);
-    state.levels = QList<float>(levels.end() - static_cast<std::ptrdiff_t>(count), levels.end());
+    state.levels = QList<double>(levels.end() - static_cast<std::ptrdiff_t>(count), levels.end());
     show(state);
 }
 

@@ -22,7 +22,7 @@ struct PillState {
     QString error;
     std::optional<int> secondsLeft;
     bool offersUndo = false;
-    QList<float> levels{};
+    QList<double> levels{};
     /// The recording is sent to the server instead of being heard here.
     bool sent = false;
 };
@@ -54,7 +54,7 @@ class PillModel : public QObject {
     Q_PROPERTY(bool offersUndo READ offersUndo NOTIFY changed)
     Q_PROPERTY(bool sent READ sent NOTIFY changed)
     /// From 0 to 1, oldest first.
-    Q_PROPERTY(QList<float> levels READ levels NOTIFY levelsChanged)
+    Q_PROPERTY(QList<double> levels READ levels NOTIFY levelsChanged)
     /// The full line for assistive technology, once a phase.
     Q_PROPERTY(QString announcement READ announcement NOTIFY announcementChanged)
 public:
@@ -82,7 +82,7 @@ public:
     [[nodiscard]] int secondsLeft() const { return state_.secondsLeft.value_or(-1); }
     [[nodiscard]] bool offersUndo() const { return state_.offersUndo; }
     [[nodiscard]] bool sent() const { return state_.sent; }
-    [[nodiscard]] QList<float> levels() const { return state_.levels; }
+    [[nodiscard]] QList<double> levels() const { return state_.levels; }
     [[nodiscard]] QString announcement() const { return announcement_; }
 
     Q_INVOKABLE void undo();

@@ -7,7 +7,7 @@ namespace tolvik {
 namespace {
 
 constexpr double kLeastRoom = 34;
-constexpr double kGap = 2;
+constexpr double kGap = 6;
 constexpr int kMostLines = 2;
 
 std::optional<QStringList> wrapped(const QString& title, double room,

@@ -1,6 +1,7 @@
 #include "app/models/switch_log_model.h"
 
 #include <algorithm>
+#include <ranges>
 
 #include "app/models/wording.h"
 
@@ -9,7 +10,8 @@ namespace tolvik {
 void SwitchLogModel::update(const AppStore& store, const TimeZone& zone) {
     std::vector<const SwitchLog*> logs;
     logs.reserve(store.dateSwitchLogs().size());
-    for (const SwitchLog& log : store.dateSwitchLogs()) {
+    // Of several in the same instant the last one made comes first.
+    for (const SwitchLog& log : store.dateSwitchLogs() | std::views::reverse) {
         logs.push_back(&log);
     }
     std::ranges::stable_sort(logs,
