@@ -98,7 +98,7 @@ class Desktop:
 
 
 def visible_windows():
-    return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "Tolvik"], capture_output=True, text=True,
+    return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "Tolvik$"], capture_output=True, text=True,
                           check=False).stdout.split()
 
 

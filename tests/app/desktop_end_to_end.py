@@ -5,7 +5,6 @@
 """
 
 import json
-import os
 import signal
 import subprocess
 import sys
@@ -128,7 +127,7 @@ class DesktopTest(unittest.TestCase):
         self.desktop = Desktop("--hidden")
         self.assertFalse(windows("Tolvik$"))
         self.desktop.process.kill()
-        self.desktop.process.wait()
+        self.assertEqual(self.desktop.end(), -signal.SIGKILL)
         self.desktop = Desktop()
         self.assertFalse(self.desktop.ended())
         self.assertTrue(wait_for(lambda: windows("Kept through everything")))
