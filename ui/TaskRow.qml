@@ -42,9 +42,11 @@ Item {
     function endEditing(keep: bool): void {
         if (!editing)
             return;
+        // The editor goes with the flag.
+        const title = (editor.item as Field).text;
         editing = false;
         if (keep)
-            home.rename(taskId, (editor.item as Field).text);
+            home.rename(taskId, title);
         editEnded();
     }
 
