@@ -17,6 +17,7 @@ constexpr float agreedTaskDistance = 0.45F;
 constexpr float plausibleDistance = 0.28F;
 constexpr float plausibleTaskDistance = 0.4F;
 constexpr double agreedFitLoss = 2.0;
+constexpr float oneWordDistance = 0.6F;
 constexpr float distantAgreement = 0.55F;
 constexpr double clearFitGain = 4.0;
 constexpr float nearLead = 0.3F;
@@ -111,6 +112,13 @@ std::string bestText(std::string_view engineText, const CommandGrammar& grammar,
     if (evidence.grammarHeard) {
         const Phones meant = pronouncer.sentence(words(*evidence.grammarHeard));
         const float distance = soundDistance(heard, meant) / std::max(1.0F, soundDistance({}, meant));
+        // One word alone is nearly always a command, and the engine, which lives on context, hears those worst.
+        if (spoken.size() == 1 && distance <= oneWordDistance && judge.gain(*evidence.grammarHeard).value_or(-1) >= 0) {
+            if (auto known = grammar.nearest(meant, 1);
+                !known.empty() && known.front().task == KnownSentence::Task::none) {
+                return known.front().text;
+            }
+        }
         if (distance <= distantAgreement && judge.gain(*evidence.grammarHeard).value_or(0) >= clearFitGain) {
             if (auto known = grammar.nearest(meant, 1); !known.empty()) {
                 return known.front().text;
