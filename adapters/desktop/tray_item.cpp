@@ -3,7 +3,10 @@
 #include <QAction>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
 #include <QDBusServiceWatcher>
+#include <QDBusVariant>
 #include <QFile>
 #include <QGuiApplication>
 #include <QKeySequence>
@@ -23,12 +26,26 @@ constexpr auto watcherService = "org.kde.StatusNotifierWatcher";
 // At login the panel may come up after us; older trays do not announce themselves on the bus.
 constexpr int lookAgainMs = 3'000;
 constexpr int looksAtMost = 40;
+constexpr int hostAnswerMs = 200;
 constexpr std::size_t longestItem = 60;
 
 QString label(const std::string& title) {
     const std::string cut =
         graphemeCount(title) <= longestItem ? title : trimmed(firstGraphemes(title, longestItem - 1)) + "…";
     return QString::fromStdString(cut).replace('&', "&&");
+}
+
+/// Whether a panel shows StatusNotifierItems. The watcher alone is not enough: its hosts come later.
+bool hasHost() {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (bus.interface() == nullptr || !bus.interface()->isServiceRegistered(watcherService)) {
+        return false;
+    }
+    QDBusMessage call = QDBusMessage::createMethodCall(watcherService, "/StatusNotifierWatcher",
+                                                       "org.freedesktop.DBus.Properties", "Get");
+    call << QString(watcherService) << QStringLiteral("IsStatusNotifierHostRegistered");
+    const QDBusReply<QDBusVariant> reply = bus.call(call, QDBus::Block, hostAnswerMs);
+    return reply.isValid() && reply.value().variant().toBool();
 }
 
 /// Whether a tray of the XEmbed kind runs on the display.
@@ -91,7 +108,10 @@ void TrayItem::setWanted(bool wanted) {
     looksForHost_ = 0;
     watcher_ = std::make_unique<QDBusServiceWatcher>(watcherService, QDBusConnection::sessionBus(),
                                                      QDBusServiceWatcher::WatchForRegistration);
-    connect(watcher_.get(), &QDBusServiceWatcher::serviceRegistered, this, [this] { lookForHost(); });
+    connect(watcher_.get(), &QDBusServiceWatcher::serviceRegistered, this, [this] {
+        looksForHost_ = 0;
+        lookForHost();
+    });
     lookForHost();
 }
 
@@ -108,10 +128,8 @@ void TrayItem::lookForHost() {
     if (!wanted_ || icon_) {
         return;
     }
-    const auto* bus = QDBusConnection::sessionBus().interface();
-    const bool hasWatcher = bus != nullptr && bus->isServiceRegistered(watcherService);
     // Qt settles on one kind of tray when it is first asked, so it is asked only once there is one.
-    if (hasWatcher || QGuiApplication::platformName() != "xcb" || hasOlderTray()) {
+    if (hasHost() || QGuiApplication::platformName() != "xcb" || hasOlderTray()) {
         show();
     } else if (++looksForHost_ < looksAtMost) {
         again_.start(lookAgainMs);

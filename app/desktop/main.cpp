@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
     chooseRenderer();
     QQuickStyle::setStyle("Basic");
     QApplication application(argc, argv);
-    QApplication::setApplicationName("tolvik-desktop");
+    QApplication::setApplicationName("Tolvik");
     QApplication::setApplicationVersion(TOLVIK_VERSION);
     QApplication::setDesktopFileName("tolvik");
     QApplication::setWindowIcon(QIcon::fromTheme("tolvik", QIcon(":/tolvik/tolvik.svg")));
