@@ -38,7 +38,8 @@ def main():
     if not options.on_this_desktop:
         shutil.rmtree(options.out, ignore_errors=True)
         os.makedirs(options.out)
-        desktop = ["tests/desktop/with-desktop.sh", "--tray", "--compositor", "--logs", options.out + "/desktop-logs"]
+        desktop = ["tests/desktop/with-desktop.sh", "--size", "1440x960", "--tray", "--compositor",
+                   "--logs", options.out + "/desktop-logs"]
         os.execv(desktop[0], [*desktop, "--", sys.executable, HERE, *sys.argv[1:], "--on-this-desktop"])
 
     import performance  # needs a display

@@ -11,8 +11,8 @@ from x11 import Display
 
 # The longest that an answer may take after the release before the story goes on without it.
 PATIENCE = 15
-# The title of the application's window.
-WINDOW = "^Tolvik"
+# The end of the title of the window; a running task stands before it.
+WINDOW = "Tolvik$"
 # From a person's last sound to the fingers leaving the keys.
 FINGERS = 0.05
 

@@ -15,7 +15,7 @@ class Voice:
         os.makedirs(folder, exist_ok=True)
 
     def sentence(self, number, text):
-        """A file with the sentence, with at most 0.1 s of silence before and after it."""
+        """A file with the sentence, with at most 0.1 s of silence after the last word."""
         raw, clip = (os.path.join(self.folder, f"{number:02}{end}.wav") for end in ("-raw", ""))
         if self.name in FLITE:
             subprocess.run(["flite", "-voice", self.name, "-t", text, "-o", raw], check=True,
@@ -23,8 +23,9 @@ class Voice:
         else:
             subprocess.run(["text2wave", "-eval", "(voice_cmu_us_slt_arctic_hts)", "-o", raw], input=text.encode(),
                            check=True, stderr=subprocess.DEVNULL)
-        ends = ["silence", "1", "0.01", "0.5%", "reverse"]
-        self.sox([raw], clip, *ends, *ends, "norm", "-6", "pad", "0.05", "0.08")
+        # Only the end is cut, and at a low threshold: a first "s" is softer than it seems.
+        self.sox([raw], clip, "norm", "-3", "reverse", "silence", "1", "0.005", "0.05%", "reverse", "norm", "-6",
+                 "pad", "0", "0.08")
         os.remove(raw)
         return clip
 
@@ -41,6 +42,9 @@ class Voice:
 
 
 def play(clip):
-    """Begins to play into the microphone; the process ends when the last sample has been heard."""
-    return subprocess.Popen(["paplay", "--latency-msec=20", "--device=" + os.environ["TOLVIK_VIRTUAL_MIC_SINK"], clip],
+    """Begins to play into the microphone; the process ends when the last sample has been heard.
+
+    The player sends a quarter of a second ahead, so that a busy machine does not tear the sentence apart.
+    """
+    return subprocess.Popen(["paplay", "--latency-msec=250", "--device=" + os.environ["TOLVIK_VIRTUAL_MIC_SINK"], clip],
                             stdin=subprocess.DEVNULL)
