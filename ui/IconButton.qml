@@ -18,9 +18,9 @@ T.AbstractButton {
     text: name
     Accessible.role: Accessible.Button
     Accessible.name: name
-    Accessible.onPressAction: click()
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Accessible.onPressAction: clicked()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
 
     background: Rectangle {
         radius: Theme.controlRadius

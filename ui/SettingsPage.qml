@@ -16,6 +16,7 @@ FocusScope {
     onVisibleChanged: if (visible)
         settings.refresh()
     Component.onCompleted: settings.refresh()
+    Component.onDestruction: settings.metering = false
 
     // The level is only measured while it is looked at.
     Binding {
@@ -73,7 +74,7 @@ FocusScope {
                         required property string modelData
                         readonly property bool current: root.tab === index
 
-                        implicitWidth: label.implicitWidth
+                        implicitWidth: Math.max(32, label.implicitWidth)
                         implicitHeight: 40
                         hoverEnabled: true
                         focusPolicy: Qt.TabFocus
@@ -81,8 +82,8 @@ FocusScope {
                         Accessible.role: Accessible.PageTab
                         Accessible.name: text
                         Accessible.selected: current
-                        Accessible.onPressAction: click()
-                        Keys.onReturnPressed: click()
+                        Accessible.onPressAction: clicked()
+                        Keys.onReturnPressed: clicked()
                         Keys.onRightPressed: root.tab = Math.min(4, root.tab + 1)
                         Keys.onLeftPressed: root.tab = Math.max(0, root.tab - 1)
                         onClicked: root.tab = index

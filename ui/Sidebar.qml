@@ -32,9 +32,9 @@ Rectangle {
         Accessible.role: Accessible.PageTab
         Accessible.name: text
         Accessible.selected: current
-        Accessible.onPressAction: click()
-        Keys.onReturnPressed: click()
-        Keys.onEnterPressed: click()
+        Accessible.onPressAction: clicked()
+        Keys.onReturnPressed: clicked()
+        Keys.onEnterPressed: clicked()
 
         background: Rectangle {
             radius: 10
@@ -172,8 +172,8 @@ Rectangle {
             visible: root.page !== "home" && root.app.home.running
             Accessible.role: Accessible.Button
             Accessible.name: qsTr("Running: %1. Go to Home").arg(root.app.home.runningTitle)
-            Accessible.onPressAction: click()
-            Keys.onReturnPressed: click()
+            Accessible.onPressAction: clicked()
+            Keys.onReturnPressed: clicked()
             onClicked: root.chosen("home")
 
             background: Rectangle {

@@ -19,10 +19,10 @@ T.AbstractButton {
     Accessible.name: name
     Accessible.checkable: true
     Accessible.checked: on
-    Accessible.onPressAction: click()
-    Accessible.onToggleAction: click()
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Accessible.onPressAction: clicked()
+    Accessible.onToggleAction: clicked()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
     onClicked: wanted(!on)
 
     background: Item {
