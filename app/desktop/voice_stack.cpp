@@ -51,7 +51,10 @@ struct VoiceStack::Impl {
                            services.executor().execute(transcript, ChangeSource::voice, std::move(done));
                        },
                    .preview = [this](const std::string& words) { return services.executor().preview(words); },
-                   .undo = [this] { return services.store().undo(); }}) {}
+                   .undo = [this]() -> std::optional<std::string> {
+                       const auto words = services.store().undo();
+                       return words ? std::optional("Undone: " + *words) : std::nullopt;
+                   }}) {}
 
     LogServices& services;
     XkbChordMonitor chord;
