@@ -96,7 +96,9 @@ public:
             return {};
         }
         std::vector<float> values(count);
-        std::memcpy(values.data(), bytes_.data(), count * sizeof(float));
+        if (count > 0) {
+            std::memcpy(values.data(), bytes_.data(), count * sizeof(float));
+        }
         bytes_.remove_prefix(count * sizeof(float));
         return values;
     }
