@@ -21,7 +21,7 @@ sys.path.insert(0, HERE)
 def arguments():
     parser = argparse.ArgumentParser(prog="./run --demo", description=__doc__.split("\n\n")[0])
     parser.add_argument("--out", default="build/demo", help="folder for pictures, sound and logs")
-    parser.add_argument("--voice", default="slt", choices=("slt", "rms", "awb", "kal16"), help="who speaks")
+    parser.add_argument("--voice", default="awb", choices=("slt", "rms", "awb", "kal16"), help="who speaks")
     parser.add_argument("--say-instead", nargs=2, action="append", default=[], metavar=("LINE", "SENTENCE"),
                         help="says another sentence in this line; what is expected stays as it is")
     parser.add_argument("--stop-after", type=int, metavar="LINE", help="ends the story after this line")

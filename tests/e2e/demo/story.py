@@ -38,7 +38,7 @@ def script():
         Line("start design review", DESIGN, both, second),
         Line("switch to the quarterly report", REPORT, both, back),
         Line("task two", DESIGN, both, again),
-        Line("pause", None, both, again),
+        Line("pause for now", None, both, again),
         Line("back to design review", DESIGN, both, resumed),
         Line("done", None, finished, resumed),
         Line(NOISE, None, finished, resumed),
