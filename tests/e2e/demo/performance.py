@@ -145,6 +145,8 @@ class Performance:
         while meanwhile():
             self.trace.read()
             if self.trace.seen and wanted(self.trace.seen[-1]["state"]):
+                # The state is known before it is drawn.
+                time.sleep(0.06)
                 self.camera.take("pill-" + name)
                 return
             time.sleep(0.005)
