@@ -91,7 +91,7 @@ FocusScope {
             required property bool showsLength
             required property string titleLines
             required property string spoken
-            readonly property bool chosen: root.activeFocus && root.current === index
+            readonly property bool chosen: root.activeFocus && index >= 0 && root.current === index
 
             x: Math.round(from * root.width)
             y: 29

@@ -81,8 +81,9 @@ FocusScope {
                 required property string time
                 required property string title
                 required property string reason
-                readonly property bool editing: root.editing === index
-                readonly property bool chosen: root.current === index && list.activeFocus
+                // A row that is being removed has the index -1, which also stands for "none".
+                readonly property bool editing: index >= 0 && root.editing === index
+                readonly property bool chosen: index >= 0 && root.current === index && list.activeFocus
 
                 width: list.width
                 height: editing ? 80 : 42

@@ -127,7 +127,7 @@ FocusScope {
 
             delegate: TaskRow {
                 width: list.width
-                current: root.current === index && list.activeFocus
+                current: index >= 0 && root.current === index && list.activeFocus
                 home: root.home
                 keyboard: root.keyboard
                 lineBelow: !running && index < rows.count - 1

@@ -76,12 +76,15 @@ void pages(const Preview& preview) {
     QTest::keyClick(window, Qt::Key_G, Qt::ControlModifier);
     preview.save(*window, QStringLiteral("home-calendar"));
     QTest::keyClick(window, Qt::Key_Escape);
+    QTest::qWait(150);
     QTest::keyClick(window, Qt::Key_F, Qt::ControlModifier);
     preview.save(*window, QStringLiteral("home-filter"));
     QTest::keyClick(window, Qt::Key_Escape);
+    QTest::qWait(150);
     QTest::keyClick(window, Qt::Key_F1);
     preview.save(*window, QStringLiteral("keys"));
     QTest::keyClick(window, Qt::Key_Escape);
+    QTest::qWait(150);
     if (auto* list = window->findChild<QQuickItem*>(QStringLiteral("taskList"))) {
         list->forceActiveFocus(Qt::TabFocusReason);
         QTest::keyClick(window, Qt::Key_Down);
@@ -90,6 +93,7 @@ void pages(const Preview& preview) {
         QTest::keyClick(window, Qt::Key_Delete);
         preview.save(*window, QStringLiteral("home-delete"));
         QTest::keyClick(window, Qt::Key_Escape);
+        QTest::qWait(150);
     }
     sample.window->home()->markDone(QString::fromStdString(sample.task("Stand-up").text()));
     sample.window->home()->ribbon()->setWholeDay(true);
@@ -146,11 +150,11 @@ QList<std::pair<QString, PillState>> pillStates(const SampleWindow& sample) {
         }
         return result;
     };
-    const QList<float> wave{0.15F, 0.22F, 0.5F, 0.3F, 0.65F, 0.9F, 0.55F, 0.8F, 0.45F, 0.7F};
+    const QList<double> wave{0.15, 0.22, 0.5, 0.3, 0.65, 0.9, 0.55, 0.8, 0.45, 0.7};
     QList<std::pair<QString, PillState>> states;
     PillState state;
     state.phase = VoicePhase::listening;
-    state.levels = QList<float>(10, 0.05F);
+    state.levels = QList<double>(10, 0.05);
     states.append({QStringLiteral("listening"), state});
     state.levels = wave;
     state.transcript = QStringLiteral("switch to the launch call");
