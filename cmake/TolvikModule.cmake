@@ -13,7 +13,8 @@ endif()
 target_link_options(tolvik_options INTERFACE -Wl,--as-needed)
 if(TOLVIK_SANITIZE STREQUAL "address")
     target_compile_options(tolvik_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
-        # The address sanitizer stops at these as well; without them the build takes two thirds of the time.
+        # Left out for build time (a third less): null and out-of-object accesses mostly end in the address sanitizer
+        # too, misaligned ones and wrong dynamic types are then not looked for.
         -fno-sanitize=null,alignment,object-size,vptr)
     target_link_options(tolvik_options INTERFACE -fsanitize=address,undefined)
 elseif(TOLVIK_SANITIZE STREQUAL "thread")
