@@ -49,7 +49,7 @@ Item {
         Label {
             id: rest
 
-            readonly property string parts: [root.home.startedText, root.stacked ? "" : root.home.endedText].filter(part => part.length > 0).join("  ·  ")
+            readonly property string parts: [root.home.startedText, root.stacked ? "" : root.home.endedText].filter(part => part.length > 0).join("  ·  ") // qmllint disable type
 
             color: Theme.t2
             leftPadding: 4

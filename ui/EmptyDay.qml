@@ -11,7 +11,7 @@ Item {
 
     implicitHeight: column.height
     Accessible.role: Accessible.StaticText
-    Accessible.name: qsTr("No time tracked on this day. Hold %1 and say what you are doing. Or type above, or press %2.").arg(root.app.settings.chord.chordKeys.join(" + ")).arg(qsTr("Ctrl + K"))
+    Accessible.name: qsTr("No time tracked on this day. Hold %1 and say what you are doing. Or type above, or press %2.").arg(root.app.settings.chord.chordKeys.join(" + ")).arg(qsTr("Ctrl + K")) // qmllint disable type
 
     Column {
         id: column

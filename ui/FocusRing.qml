@@ -2,7 +2,7 @@ import QtQuick
 
 // Two pixels of accent around the parent, with a gap of two.
 Rectangle {
-    property real around: parent.radius ?? 0 // qmllint disable missing-property
+    property real around: parent.radius ?? 0 // qmllint disable type
 
     anchors.fill: parent
     anchors.margins: -4

@@ -29,12 +29,12 @@ FocusScope {
 
     // The ribbon, the list and the strip follow the room there is.
     Binding {
-        target: root.home.strip
+        target: root.home.strip // qmllint disable type
         property: "length"
         value: root.narrow ? 7 : 14
     }
     Binding {
-        target: root.home.ribbon
+        target: root.home.ribbon // qmllint disable type
         property: "labelHours"
         value: root.narrow ? 2 : 1
     }

@@ -43,7 +43,7 @@ Item {
             text: root.title
             Accessible.ignored: false
             Accessible.role: Accessible.StaticText
-            Accessible.name: [root.title, root.problem.length > 0 ? root.problem : root.text].filter(part => part.length > 0).join(". ")
+            Accessible.name: [root.title, root.problem.length > 0 ? root.problem : root.text].filter(part => part.length > 0).join(". ") // qmllint disable type
         }
         Label {
             width: parent.width

@@ -101,7 +101,7 @@ T.Popup {
                 text: root.actionText
                 onClicked: {
                     root.close();
-                    root.action();
+                    root.action(); // qmllint disable
                 }
                 KeyNavigation.left: safe
                 KeyNavigation.tab: safe

@@ -132,10 +132,16 @@ def tidy(step):
 
 
 def qml(step):
-    files = tracked("ui/*.qml", "app/*.qml")
-    if not files:
-        return Result.of(False, "no QML found")
-    code = step.run(["/usr/lib/qt6/bin/qmllint", "-I", "build/release", "-I", "build/release/ui", "-I",
+    """Lints the module as the build laid it out: only there does the linter find its singletons.
+
+    Two habits of the code are told and not counted. Loaders that come late do not see bound components in Qt 6.4, so
+    some names are looked up at run time; and controls give their deferred parts ids.
+    """
+    files = sorted(glob.glob(os.path.join(ROOT, "build", "release", "qml", "Tolvik", "*", "*.qml")))
+    files += [os.path.join(ROOT, path) for path in tracked("app/*.qml")]
+    if len(files) < len(tracked("ui/*.qml", "app/*.qml")):
+        return Result.of(False, "the build laid out fewer files than there are")
+    code = step.run(["/usr/lib/qt6/bin/qmllint", "--unqualified", "info", "--deferred-property-id", "info", "-I",
                      "build/release/qml", *files])
     with open(step.path, encoding="utf-8") as file:
         warnings = sum(line.startswith(("Warning:", "Error:")) for line in file)
