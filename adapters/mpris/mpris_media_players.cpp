@@ -42,8 +42,9 @@ public:
         for (const std::string& owner : std::exchange(paused_, {})) {
             guarded([&] {
                 const auto player = sdbus::createProxy(*connection_, owner, path);
-                // The user may have stopped it meanwhile.
-                if (statusOf(*player) == "Paused") {
+                // The user may have stopped it meanwhile. A player may say that it plays for some moments after it was
+                // paused; to one that really does, the call is nothing new.
+                if (statusOf(*player) != "Stopped") {
                     player->callMethod("Play").onInterface(interface);
                 }
             });

@@ -4,7 +4,8 @@
 On a desktop of its own (X server, window manager, session bus, sound server with a virtual microphone) this starts
 the application that was built, presses the real chord, plays spoken sentences into the microphone, lets go, and
 compares the log after each sentence with what was said. Prints a table and leaves pictures behind. Exit code 0 only
-when every line of the log is as spoken, the editor holds exactly what was typed and never lost the focus.
+when every line of the log is as spoken, the editor holds exactly what was typed and never lost the focus; 1 when not, 3
+when it could not be tried.
 """
 
 import argparse
@@ -12,6 +13,7 @@ import os
 import shutil
 import sys
 import time
+import traceback
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.abspath(os.path.join(HERE, "..", "..", ".."))
@@ -48,6 +50,9 @@ def main():
     show = performance.Performance(options)
     try:
         good = show.play()
+    except Exception:  # not what was spoken, but the stage: an exit code of its own
+        traceback.print_exc()
+        return 3
     finally:
         show.end()
     print(f"Took {time.monotonic() - began:.0f} s. Pictures, sound and logs: {options.out}")

@@ -190,8 +190,14 @@ class Performance:
         if not icon:
             complaints.append("no icon in the tray")
             return
+        def windows():
+            return set(xdotool("search", "--onlyvisible", "--pid", str(self.program.process.pid)))
+
+        before = windows()
         xdotool("mousemove", "--window", icon, "8", "8", "click", "3")
         time.sleep(1)
+        if not windows() - before:
+            complaints.append("no menu opens from the icon in the tray")
         self.camera.take("menu")
         xdotool("key", "Escape")
         time.sleep(0.3)
