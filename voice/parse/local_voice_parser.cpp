@@ -55,6 +55,12 @@ bool namesPlace(std::string_view reference) {
     return spokenPosition(reference) || isPreviousReference(reference);
 }
 
+/// "the second task", "task number 2", "the prior one": a place in the list and nothing beside it.
+bool isOnlyPlace(std::string_view sentence) {
+    constexpr std::size_t longestPlace = 3;
+    return namesPlace(sentence) && words(withoutArticle(sentence)).size() <= longestPlace;
+}
+
 const TaskInfo* titled(const std::vector<TaskInfo>& tasks, std::string_view text) {
     const auto found = std::ranges::find_if(tasks, [&](const TaskInfo& t) { return comparableTitle(t.title) == text; });
     return found != tasks.end() ? &*found : nullptr;
@@ -164,6 +170,10 @@ ParseResult LocalVoiceParser::parse(std::string_view transcript, const std::vect
                      correctedTowards(tasks, normalised(withoutTrailingPunctuation(text))),
                      {}};
     s.intent = classifyIntent(s.matched);
+    if (s.intent.byEmbedding && isOnlyPlace(s.matched)) {
+        // Such words are near to every anchor that speaks of a task; what is meant is the task itself.
+        s.intent = classifyByPhrase(s.matched);
+    }
     const std::string& kind = s.intent.kind;
     if (kind == "stop") {
         return impl_->stop(s);

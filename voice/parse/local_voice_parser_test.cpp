@@ -112,6 +112,16 @@ TEST(LocalVoiceParser, UnderstandsPlacesInTheList) {
     EXPECT_EQ(said(parser, "go back to the previous one", tasksOf({"alpha"})), "switch [] none 0.200");
 }
 
+TEST(LocalVoiceParser, TakesABarePlaceAsThatTaskWhateverItIsAlikeInMeaning) {
+    FakeSentenceEmbedder embedder;
+    embedder.alike("the second task", "mark the task as done", 0.7);
+    embedder.alike("i got the second task over with", "mark the task as done", 0.7);
+    const LocalVoiceParser parser(&embedder);
+    const auto tasks = tasksOf({"report", "invoice"});
+    EXPECT_EQ(said(parser, "the second task", tasks), "switch [invoice] position 0.950");
+    EXPECT_EQ(parser.parse("i got the second task over with", tasks).action, "done");
+}
+
 TEST(LocalVoiceParser, FinishesWhatIsNamed) {
     const LocalVoiceParser parser;
     const auto tasks = tasksOf({"planning", "slides", "ship the release"});
