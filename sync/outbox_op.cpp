@@ -86,6 +86,9 @@ void appendOp(std::string& out, const OutboxOp& op) {
 }
 
 Result<std::vector<OutboxOp>, std::string> readOps(std::string_view json) {
+    if (json.empty()) {
+        return failure(std::string("the file is empty"));
+    }
     simdjson::dom::parser parser;
     element root;
     if (const auto problem = parser.parse(json.data(), json.size()).get(root); problem != simdjson::SUCCESS) {

@@ -103,7 +103,7 @@ def threaded_tests():
         with open(lists, encoding="utf-8") as file:
             text = file.read()
         match = re.search(r"tolvik_module\((\w+)", text)
-        if match and not re.search(r"if\s*\(\s*TOLVIK_WITH_QT", text):
+        if match and "TOLVIK_WITH_QT" not in text:
             programs.append(match.group(1) + "_tests")
     return programs
 

@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # For sourcing: builds a preset with the progress in view.
 
+# A build that fails must not be hidden by what shows its progress.
+set -o pipefail
+
 # build PRESET [TARGET…] configures and builds; on a terminal as one line that grows, else a line each tenth. What the
 # tools said is shown when they fail. TOLVIK_CMAKE_ARGUMENTS holds more arguments to configure with.
 build() {
