@@ -20,7 +20,7 @@ public:
     /// The named zone; UTC when the database has no such zone, and without a database as well.
     explicit NamedTimeZone(std::string_view name);
     NamedTimeZone(const NamedTimeZone& other) : zone_(other.zone_) {}
-    NamedTimeZone& operator=(const NamedTimeZone& other) {
+    NamedTimeZone& operator=(const NamedTimeZone& other) {  // NOLINT(bugprone-unhandled-self-assignment)
         zone_ = other.zone_;
         return *this;
     }

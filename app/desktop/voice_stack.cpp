@@ -65,7 +65,7 @@ struct VoiceStack::Impl {
     VoiceManager manager;
 };
 
-VoiceStack::VoiceStack(Ports ports) : impl_(std::make_unique<Impl>(ports)) {}
+VoiceStack::VoiceStack(const Ports& ports) : impl_(std::make_unique<Impl>(ports)) {}
 VoiceStack::~VoiceStack() = default;
 
 VoiceManager& VoiceStack::manager() {

@@ -26,7 +26,7 @@ public:
         /// A folder with a speech model of the user's own; empty for the one that came with the program.
         std::filesystem::path modelFolder;
     };
-    explicit VoiceStack(Ports ports);
+    explicit VoiceStack(const Ports& ports);
     VoiceStack(const VoiceStack&) = delete;
     VoiceStack& operator=(const VoiceStack&) = delete;
     ~VoiceStack();
