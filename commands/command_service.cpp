@@ -171,7 +171,7 @@ struct CommandService::Impl {
 
     CommandResponse undo(const CommandRequest& request) {
         const auto words = ports.store.undo();
-        return words ? told(request, Deed{"undo", {}, {}, "Undone: " + *words}) : nothing(request, "Nothing to undo");
+        return words ? told(request, Deed{"undo", {}, {}, undoneLine(*words)}) : nothing(request, "Nothing to undo");
     }
 
     // --- reports ---------------------------------------------------------------------------------------------------
@@ -496,7 +496,7 @@ struct CommandService::Impl {
 CommandService::CommandService(Ports ports) : impl_(std::make_unique<Impl>(std::move(ports))) {}
 CommandService::~CommandService() = default;
 
-void CommandService::run(const CommandRequest& request, Done done) {
+void CommandService::run(const CommandRequest& request, const Done& done) {
     static const std::map<std::string, Impl::Handler, std::less<>> handlers{
         {"status", &Impl::status},
         {"start", &Impl::start},

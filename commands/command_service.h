@@ -45,7 +45,7 @@ public:
     ~CommandService();
 
     /// `done` is called once, at once except for sentences that wait for the server's parser.
-    void run(const CommandRequest& request, Done done);
+    void run(const CommandRequest& request, const Done& done);
     /// The same for an encoded request and an encoded response.
     void answer(std::string_view request, std::function<void(std::string)> reply);
 

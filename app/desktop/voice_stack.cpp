@@ -53,7 +53,7 @@ struct VoiceStack::Impl {
                    .preview = [this](const std::string& words) { return services.executor().preview(words); },
                    .undo = [this]() -> std::optional<std::string> {
                        const auto words = services.store().undo();
-                       return words ? std::optional("Undone: " + *words) : std::nullopt;
+                       return words ? std::optional(undoneLine(*words)) : std::nullopt;
                    }}) {}
 
     LogServices& services;

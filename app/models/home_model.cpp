@@ -5,6 +5,7 @@
 
 #include "app/models/wording.h"
 #include "base/text.h"
+#include "voice/parse/command_executor.h"
 
 namespace tolvik {
 namespace {
@@ -353,7 +354,7 @@ void HomeModel::setReason(const QString& logId, const QString& reason) {
 
 void HomeModel::undo() {
     if (const auto operation = ports_.store.undo()) {
-        say(QStringLiteral("Undone: ") + wording::fromUtf8(*operation), false);
+        say(wording::fromUtf8(undoneLine(*operation)), false);
     }
 }
 

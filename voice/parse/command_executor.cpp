@@ -13,30 +13,15 @@ namespace {
 
 constexpr std::size_t longestTitle = 500;
 
-/// A command on its way to the store; `by` says how it was understood.
-struct Decision {
-    std::string action;
-    std::optional<Identifier> taskId;
-    std::string taskTitle;
-    std::optional<std::string> reason;
-    double confidence = 0;
-    std::string method;
-};
-
-Decision fromLocal(ParseResult r) {
-    return {std::move(r.action), r.taskId,     std::move(r.taskTitle),
-            std::move(r.reason), r.confidence, std::move(r.method)};
-}
-
 /// What becomes of a local result that is not sure enough and that nobody else can decide.
-Decision fallbackFor(ParseResult local) {
+ParseResult fallbackFor(ParseResult local) {
     if (local.action == "start" && local.confidence >= CommandExecutor::localOnlyFloor) {
-        return fromLocal(std::move(local));
+        return local;
     }
     return {"none", std::nullopt, "", std::nullopt, local.confidence, std::move(local.method)};
 }
 
-Decision fromBackend(BackendParser::Command command) {
+ParseResult fromBackend(BackendParser::Command command) {
     return {std::move(command.action),
             command.taskId,
             std::move(command.taskTitle),
@@ -82,12 +67,13 @@ struct CommandExecutor::Impl {
     std::optional<CommandOutcome> special(std::string_view transcript, const std::vector<TaskInfo>& tasks,
                                           std::optional<ChangeSource> source);
     /// Carries out, or only foretells when there is no source.
-    CommandOutcome carryOut(const Decision& decision, std::string_view transcript, std::optional<ChangeSource> source);
+    CommandOutcome carryOut(const ParseResult& decision, std::string_view transcript,
+                            std::optional<ChangeSource> source);
     CommandOutcome resume(std::string_view transcript, std::optional<ChangeSource> source);
     void start(CommandOutcome& outcome, std::string_view title, const std::optional<std::string>& reason,
                std::optional<ChangeSource> source);
-    void askBackend(std::string transcript, ChangeSource source, const std::vector<TaskInfo>& tasks, ParseResult local,
-                    std::function<void(const CommandOutcome&)> done);
+    void askBackend(const std::string& transcript, ChangeSource source, const std::vector<TaskInfo>& tasks,
+                    ParseResult local, std::function<void(const CommandOutcome&)> done);
 };
 
 std::vector<TaskInfo> CommandExecutor::Impl::candidates() const {
@@ -143,7 +129,7 @@ std::optional<CommandOutcome> CommandExecutor::Impl::special(std::string_view tr
     outcome.transcript = std::string(transcript);
     const std::optional<std::string> words = source ? ports.store.undo() : ports.store.undoable();
     if (words) {
-        outcome.feedback = "Undone: " + *words;
+        outcome.feedback = undoneLine(*words);
     } else {
         outcome.action = "none";
         outcome.feedback = "Nothing to undo";
@@ -184,7 +170,7 @@ void CommandExecutor::Impl::start(CommandOutcome& outcome, std::string_view titl
     outcome.feedback = stored;
 }
 
-CommandOutcome CommandExecutor::Impl::carryOut(const Decision& decision, std::string_view transcript,
+CommandOutcome CommandExecutor::Impl::carryOut(const ParseResult& decision, std::string_view transcript,
                                                std::optional<ChangeSource> source) {
     AppStore& store = ports.store;
     CommandOutcome outcome;
@@ -251,8 +237,9 @@ CommandOutcome CommandExecutor::Impl::carryOut(const Decision& decision, std::st
     return outcome;
 }
 
-void CommandExecutor::Impl::askBackend(std::string transcript, ChangeSource source, const std::vector<TaskInfo>& tasks,
-                                       ParseResult local, std::function<void(const CommandOutcome&)> done) {
+void CommandExecutor::Impl::askBackend(const std::string& transcript, ChangeSource source,
+                                       const std::vector<TaskInfo>& tasks, ParseResult local,
+                                       std::function<void(const CommandOutcome&)> done) {
     std::vector<BackendParser::Candidate> sent;
     for (const TaskInfo& task : tasks) {
         const TaskModel* stored = ports.store.taskById(task.id);
@@ -301,8 +288,7 @@ void CommandExecutor::execute(std::string_view transcript, ChangeSource source,
             impl_->askBackend(std::string(transcript), source, tasks, std::move(local), std::move(done));
             return;
         }
-        outcome =
-            impl_->carryOut(isSure ? fromLocal(std::move(local)) : fallbackFor(std::move(local)), transcript, source);
+        outcome = impl_->carryOut(isSure ? std::move(local) : fallbackFor(std::move(local)), transcript, source);
     }
     done(*outcome);
     impl_->executed.emit(*outcome);
@@ -314,9 +300,8 @@ CommandOutcome CommandExecutor::preview(std::string_view transcript) const {
         return *std::move(outcome);
     }
     ParseResult local = impl_->ports.parser.parse(transcript, tasks);
-    return impl_->carryOut(
-        local.confidence >= confidenceThreshold ? fromLocal(std::move(local)) : fallbackFor(std::move(local)),
-        transcript, std::nullopt);
+    return impl_->carryOut(local.confidence >= confidenceThreshold ? std::move(local) : fallbackFor(std::move(local)),
+                           transcript, std::nullopt);
 }
 
 CommandOutcome CommandExecutor::resume(ChangeSource source) {

@@ -39,6 +39,11 @@ public:
                                         std::function<void(std::optional<Command>)> done) = 0;
 };
 
+/// The line that tells of an operation taken back, by the words of the store.
+[[nodiscard]] inline std::string undoneLine(const std::string& operation) {
+    return "Undone: " + operation;
+}
+
 /// Takes a sentence to a change of the log and one line of feedback. Main loop only.
 class CommandExecutor {
 public:
