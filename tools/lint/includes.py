@@ -27,7 +27,9 @@ RULES = {
     "base": Rule((), "small values and services without a domain: whatever it includes, everything depends on"),
     "core": Rule(("base",), "the log knows nothing of voice, screen or disk technology"),
     "dictionary": Rule(FEATURE, "a feature stands on the log alone"),
-    "sync": Rule(FEATURE, "a feature stands on the log alone"),
+    "backend": Rule(FEATURE, "what every request to the server shares: endpoint, session, sign-in"),
+    "sync": Rule(FEATURE + ("backend",), "the queue and the pulls send requests as the signed-in user"),
+    "reports": Rule(FEATURE, "figures and exports come from the log alone"),
     "voice/parse": Rule(FEATURE, "understanding text needs the log, not the microphone"),
     "voice/capture": Rule(FEATURE + ("voice/parse/command.h",), "a session hands on text and gets an outcome back"),
     "voice/hearing": Rule(
@@ -47,6 +49,8 @@ RULES = {
     "adapters/system": Rule(("base",), "implements clock, zone, chance and workers"),
     "adapters/asio": Rule(("base",), "implements the main loop"),
     "adapters/socket": Rule(("base",), "carries requests; what they mean is the composition's"),
+    "adapters/http": Rule(("base", "backend/http_client.h"), "implements the HTTP client"),
+    "adapters/secrets": Rule(("base", "backend/secret_store.h"), "implements the secret store"),
     "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
     "adapters/desktop": Rule(
         ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
@@ -61,6 +65,14 @@ RULES = {
     ),
     "cli": Rule(
         FEATURE + ("dictionary", "sync", "voice", "services", "commands", "adapters"), "a composition, without Qt"
+    ),
+    "server/api": Rule(
+        FEATURE + ("sync/pull_response.h", "voice/parse", "reports"),
+        "handlers are functions of request, storage, clock and chance; no network, no database library",
+    ),
+    "server": Rule(
+        FEATURE + ("server", "sync/pull_response.h", "voice", "reports", "adapters"),
+        "the server's composition: network, databases, mail",
     ),
     "app/shell": Rule(FEATURE + ("dictionary", "voice"), "the shell's logic and ports; Qt only for its types", qt=True),
     "app/models": Rule(

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "backend/secret_store.h"
+#include "base/subscription.h"
+#include "core/value_store.h"
+
+namespace tolvik {
+
+/// The signed-in user: the token in the secret store, id, e-mail and name among the settings. Main loop only.
+class Session {
+public:
+    Session(ValueStore& values, SecretStore& secrets);
+
+    /// The bearer token; none when there is none, it is empty or the secret store cannot be read. Kept in memory after
+    /// the first reading, so that a request costs no bus call.
+    [[nodiscard]] std::optional<std::string> currentToken();
+    /// True with a token and an e-mail.
+    [[nodiscard]] bool isSignedIn();
+    /// Empty when there is none. It stays after a session has expired, until a sign-out or the next sign-in.
+    [[nodiscard]] std::string userId() const;
+    [[nodiscard]] std::string email() const;
+    [[nodiscard]] std::string name() const;
+
+    /// Keeps the token, then the three settings, in that order; on failure nothing is kept. Emits nothing: the sign-in
+    /// service does, after the outbox has followed.
+    [[nodiscard]] Result<void, SecretProblem> establish(std::string_view token, std::string_view userId,
+                                                        std::string_view email, std::string_view name);
+    void setName(std::string_view name);
+    /// Removes token and settings. Emits nothing.
+    void clear();
+
+    /// The one reaction to a 401: when `tokenUsed` is still the current token (or none is given and there is one), the
+    /// token is removed, then `onExpired` and `onChanged` are emitted. The settings stay.
+    void handleUnauthorized(std::optional<std::string_view> tokenUsed);
+
+    /// The server refused the session ("tolvikSessionExpired").
+    Subscription onExpired(std::function<void()> callback);
+    /// Signed-in state changed ("tolvikAuthStateChanged").
+    Subscription onChanged(std::function<void()> callback);
+    void announceChange();
+
+private:
+    ValueStore& values_;
+    SecretStore& secrets_;
+    std::optional<std::optional<std::string>> token_;
+    Signal<> expired_;
+    Signal<> changed_;
+};
+
+}  // namespace tolvik
