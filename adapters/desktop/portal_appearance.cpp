@@ -1,9 +1,9 @@
 #include "adapters/desktop/portal_appearance.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 #include <QGuiApplication>
 #include <QPalette>
 #include <utility>
@@ -53,7 +53,7 @@ PortalAppearance::PortalAppearance(Appearance remembered) : current_(remembered)
 
 void PortalAppearance::follow() {
     QDBusConnection::sessionBus().connect(service, path, interface, "SettingChanged", this,
-                                          SLOT(settingChanged(QString, QString, QDBusVariant)));
+                                          SLOT(settingChanged(QDBusMessage)));
     ask(appearanceGroup, "color-scheme");
     ask(appearanceGroup, "contrast");
     ask(accessGroup, "high-contrast");
@@ -64,8 +64,9 @@ Subscription PortalAppearance::onChanged(std::function<void()> callback) {
     return changed_.connect(std::move(callback));
 }
 
-void PortalAppearance::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
-    take(group, key, value.variant());
+void PortalAppearance::settingChanged(const QDBusMessage& signal) {
+    const QVariantList values = signal.arguments();
+    take(values.value(0).toString(), values.value(1).toString(), values.value(2));
 }
 
 void PortalAppearance::ask(const QString& group, const QString& key) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 
@@ -25,7 +25,8 @@ public:
     Subscription onChanged(std::function<void()> callback) override;
 
 private slots:
-    void settingChanged(const QString& group, const QString& key, const QDBusVariant& value);
+    /// Takes the whole message: a slot with a variant among its arguments was never called.
+    void settingChanged(const QDBusMessage& signal);
 
 private:
     void ask(const QString& group, const QString& key);

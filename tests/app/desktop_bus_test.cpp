@@ -102,6 +102,15 @@ TEST(PortalAppearance, startsFromMemoryAndAsksThePortal) {
     // What the portal does not know stays as it was.
     EXPECT_TRUE(appearance.current().highContrast);
     EXPECT_EQ(changes, 2);
+
+    // Changed while the program runs, to and fro.
+    for (const unsigned scheme : {2U, 1U, 2U}) {
+        QDBusMessage signal = QDBusMessage::createSignal("/org/freedesktop/portal/desktop",
+                                                         "org.freedesktop.portal.Settings", "SettingChanged");
+        signal << "org.freedesktop.appearance" << "color-scheme" << QVariant::fromValue(QDBusVariant(scheme));
+        portal.emitSignal(signal);
+        EXPECT_TRUE(runUntil([&] { return appearance.current().dark == (scheme == 1U); })) << scheme;
+    }
 }
 
 TEST(WithSetting, leavesWhatItDoesNotUnderstand) {
