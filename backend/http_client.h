@@ -23,12 +23,14 @@ struct HttpRequest {
     std::string method;
     /// The whole address as text; nothing is escaped or corrected.
     std::string url;
+    /// No other fields are sent than these and what the protocol itself needs. A field whose name or value could break
+    /// out of its line is refused (`invalidUrl`).
     HttpHeaders headers;
     std::optional<std::string> body;
     /// For the whole exchange; for a stream, the longest silence.
-    Millis timeout = 60'000;
+    Millis timeout{60'000};
     /// For a stream, its longest life; 0 stands for no limit.
-    Millis lifetime = 0;
+    Millis lifetime{0};
 };
 
 struct HttpResponse {
@@ -49,7 +51,8 @@ struct HttpFailure {
     std::string description;
 };
 
-/// A running exchange. Destroying it cancels the exchange and its callbacks. Main loop only.
+/// A running exchange. Destroying it cancels the exchange and its callbacks; it may be destroyed inside its own
+/// callbacks, and does nothing more once it is over. Main loop only.
 class HttpExchange {
 public:
     HttpExchange() = default;

@@ -19,6 +19,8 @@ public:
     /// The bearer token; none when there is none, it is empty or the secret store cannot be read. Kept in memory after
     /// the first reading, so that a request costs no bus call.
     [[nodiscard]] std::optional<std::string> currentToken();
+    /// Why the secret store could not be read at the last attempt; empty when it could.
+    [[nodiscard]] const std::string& problem() const { return problem_; }
     /// True with a token and an e-mail.
     [[nodiscard]] bool isSignedIn();
     /// Empty when there is none. It stays after a session has expired, until a sign-out or the next sign-in.
@@ -45,9 +47,13 @@ public:
     void announceChange();
 
 private:
+    void forgetToken();
+
     ValueStore& values_;
     SecretStore& secrets_;
+    /// What the secret store has, once it was read.
     std::optional<std::optional<std::string>> token_;
+    std::string problem_;
     Signal<> expired_;
     Signal<> changed_;
 };
