@@ -113,6 +113,12 @@ std::vector<TimeEntry> AppStore::entriesOn(DayKey day) const {
 std::vector<SwitchLog> AppStore::switchLogsOn(DayKey day) const {
     return impl_->logsOn(day);
 }
+std::vector<TimeEntry> AppStore::entriesStarting(DayKey first, DayKey last) const {
+    return impl_->entriesStarting(first, last);
+}
+std::uint64_t AppStore::revision() const {
+    return impl_->entries.revision() + impl_->tasks.revision() + impl_->tags.revision();
+}
 std::vector<std::int64_t> AppStore::trackedPerDay(DayKey first, DayKey last) const {
     return impl_->trackedPerDay(first, last);
 }

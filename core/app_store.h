@@ -91,6 +91,11 @@ public:
     /// Entries and switch logs of any day, read from the pieces that can hold it.
     [[nodiscard]] std::vector<TimeEntry> entriesOn(DayKey day) const;
     [[nodiscard]] std::vector<SwitchLog> switchLogsOn(DayKey day) const;
+    /// Entries that start on a day of [first, last], in the order of the collection, read from the pieces that can hold
+    /// them. One whose start is no instant belongs to the day that its first ten characters name.
+    [[nodiscard]] std::vector<TimeEntry> entriesStarting(DayKey first, DayKey last) const;
+    /// Changes whenever an entry, task or project does; looking at another day leaves it.
+    [[nodiscard]] std::uint64_t revision() const;
     /// Milliseconds tracked on each day of [first, last], cut at midnights, the running entry up to now.
     [[nodiscard]] std::vector<std::int64_t> trackedPerDay(DayKey first, DayKey last) const;
 

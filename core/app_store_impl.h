@@ -32,6 +32,7 @@ struct AppStore::Impl {
     [[nodiscard]] std::optional<DayKey> dayOf(Timestamp timestamp) const;
     std::vector<TimeEntry> entriesOn(DayKey day);
     std::vector<SwitchLog> logsOn(DayKey day);
+    std::vector<TimeEntry> entriesStarting(DayKey first, DayKey last);
     std::vector<std::int64_t> trackedPerDay(DayKey first, DayKey last);
     std::vector<TaskLogEntry> dayRows();
     const TaskModel* taskToResume();

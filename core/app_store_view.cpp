@@ -97,6 +97,36 @@ std::vector<SwitchLog> AppStore::Impl::logsOn(DayKey day) {
     return out;
 }
 
+std::vector<TimeEntry> AppStore::Impl::entriesStarting(DayKey first, DayKey last) {
+    const std::int64_t from = ports.timeZone.startOf(first).ms;
+    const std::int64_t to = ports.timeZone.startOf(last.plus(1)).ms;
+    const auto canHold = [&](std::size_t p) {
+        return entries.bounds(p).latestMs >= from && entries.bounds(p).earliestMs < to;
+    };
+    std::size_t pieces = 0;
+    for (std::size_t p = 0; p < entries.pieceCount(); ++p) {
+        pieces += canHold(p) ? 1U : 0U;
+    }
+    // One pass over the file is cheaper than most of its pieces one by one.
+    if (pieces > entries.pieceCount() / 2) {
+        (void)entries.all();
+    }
+    std::vector<TimeEntry> out;
+    for (std::size_t p = 0; p < entries.pieceCount(); ++p) {
+        if (!canHold(p)) {
+            continue;
+        }
+        for (const TimeEntry& entry : entries.records(p)) {
+            const auto start = entry.startedAt.instant();
+            const auto day = start ? std::nullopt : dayOf(entry.startedAt);
+            if (start ? start->ms >= from && start->ms < to : day && *day >= first && *day <= last) {
+                out.push_back(entry);
+            }
+        }
+    }
+    return out;
+}
+
 std::vector<std::int64_t> AppStore::Impl::trackedPerDay(DayKey first, DayKey last) {
     if (last < first) {
         return {};

@@ -71,6 +71,8 @@ public:
     }
 
     [[nodiscard]] std::size_t pieceCount() const { return pieces_.size(); }
+    /// Grows with every change of the records, whether saved or not; reading does not count.
+    [[nodiscard]] std::uint64_t revision() const { return revision_; }
     [[nodiscard]] const PieceBounds& bounds(std::size_t piece) const { return pieces_[piece].info.bounds; }
 
     /// The records of a piece; empty when it cannot be read.
@@ -266,6 +268,7 @@ public:
     void assign(std::vector<Record> records) {
         pieces_.clear();
         gone_.clear();
+        ++revision_;
         eraseStored_ = true;
         whole_ = true;
         flat_ = std::move(records);
@@ -379,6 +382,7 @@ private:
         if (!decoder_.piece(bytes, out)) {
             keepAside_(RecordShape<Record>::key, bytes);
             piece.dirty = true;
+            ++revision_;
         }
         piece.info.count = static_cast<std::uint32_t>(out.size() - before);
     }
@@ -442,6 +446,7 @@ private:
     void touch(std::size_t p) {
         Piece& piece = pieces_[p];
         piece.dirty = true;
+        ++revision_;
         const auto items = span(p);
         if (items.empty()) {
             return;
@@ -463,6 +468,7 @@ private:
     }
 
     void removePiece(std::size_t p) {
+        ++revision_;
         gone_.push_back(pieces_[p].info.id);
         pieces_.erase(pieces_.begin() + static_cast<std::ptrdiff_t>(p));
     }
@@ -529,6 +535,7 @@ private:
     std::vector<Record> flat_;
     std::int64_t nextId_ = 1;
     double nextPosition_ = 0;
+    std::uint64_t revision_ = 0;
 };
 
 }  // namespace tolvik
