@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -37,12 +38,36 @@ struct Announcement {
     std::string userId;
     /// The device (session) that made the change; its own stream hears nothing.
     std::string deviceId;
+
+    bool operator==(const Announcement&) const = default;
 };
 
-/// What a handler gives back: the answer, and whom to tell once the transaction is durable.
+/// Sessions that are over: their open streams must be closed.
+struct EndedSession {
+    std::string userId;
+    /// Empty stands for all of the user's devices.
+    std::string deviceId;
+
+    bool operator==(const EndedSession&) const = default;
+};
+
+/// A sign-in code on its way to its owner.
+struct CodeMail {
+    std::string address;
+    /// Six digits.
+    std::string code;
+};
+
+/// What a handler gives back: the answer, and what to do once the transaction is durable. Nothing of it may be done
+/// before, or when the transaction failed.
 struct Outcome {
     Response response;
     std::vector<Announcement> announcements = {};
+    std::vector<EndedSession> ended = {};
+    std::vector<CodeMail> mails = {};
+    /// Set for slow work (transcription, a language model) that may be done for this caller: `response` is empty then,
+    /// and this gives it, called once, outside of any transaction, on a thread that may block for its time.
+    std::function<Response(const Request&)> slow = nullptr;
 };
 
 }  // namespace tolvik::server
