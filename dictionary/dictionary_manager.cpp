@@ -1,6 +1,7 @@
 #include "dictionary/dictionary_manager.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "base/json_writer.h"
@@ -150,10 +151,80 @@ void DictionaryManager::setActiveProject(const std::optional<Identifier>& tagId)
     }
 }
 
+std::vector<Identifier> DictionaryManager::importEntries(std::string_view text,
+                                                         const std::optional<Identifier>& tagId) {
+    const Instant now = ports_.clock.now();
+    std::vector<Identifier> ids;
+    std::vector<Mutation> owed;
+    for (auto& [term, hint] : planImport(parseImport(text).terms, storage_.entries, tagId).fresh) {
+        DictEntry entry{ports_.random.identifier(), std::move(term), std::move(hint), tagId};
+        owed.push_back({"POST", path, changeBody(entry, now, true), entry.id});
+        ids.push_back(entry.id);
+        storage_.entries.push_back(std::move(entry));
+    }
+    if (!owed.empty()) {
+        finish(now, owed);
+    }
+    return ids;
+}
+
+std::vector<DictionaryManager::Placed> DictionaryManager::deleteTerms(std::span<const Identifier> ids) {
+    const std::set<Identifier> doomed(ids.begin(), ids.end());
+    const Instant now = ports_.clock.now();
+    std::vector<Placed> deleted;
+    std::vector<Mutation> owed;
+    std::vector<DictEntry> kept;
+    for (std::size_t i = 0; i < storage_.entries.size(); ++i) {
+        DictEntry& entry = storage_.entries[i];
+        if (doomed.contains(entry.id)) {
+            owed.push_back({"POST", path, deletionBody(entry.id, now), entry.id});
+            deleted.emplace_back(i, std::move(entry));
+        } else {
+            kept.push_back(std::move(entry));
+        }
+    }
+    storage_.entries = std::move(kept);
+    if (!owed.empty()) {
+        finish(now, owed);
+    }
+    return deleted;
+}
+
+void DictionaryManager::restore(std::span<const Placed> entries) {
+    std::set<Identifier> present;
+    for (const DictEntry& entry : storage_.entries) {
+        present.insert(entry.id);
+    }
+    const Instant now = ports_.clock.now();
+    std::vector<Mutation> owed;
+    for (const auto& [place, entry] : entries) {
+        if (present.insert(entry.id).second) {
+            const auto at = static_cast<std::ptrdiff_t>(std::min(place, storage_.entries.size()));
+            storage_.entries.insert(storage_.entries.begin() + at, entry);
+            owed.push_back({"POST", path, changeBody(entry, now, true), entry.id});
+        }
+    }
+    if (!owed.empty()) {
+        finish(now, owed);
+    }
+}
+
+const DictEntry* DictionaryManager::find(std::string_view term, const std::optional<Identifier>& tagId) const {
+    const std::string wanted = caseFolded(trimmed(term));
+    const auto found = std::ranges::find_if(storage_.entries, [&](const DictEntry& entry) {
+        return entry.tagId == tagId && caseFolded(entry.term) == wanted;
+    });
+    return found == storage_.entries.end() ? nullptr : &*found;
+}
+
 void DictionaryManager::finish(Instant now, std::string body, std::optional<Identifier> entity) {
+    const Mutation owed{"POST", path, std::move(body), std::move(entity)};
+    finish(now, {&owed, 1});
+}
+
+void DictionaryManager::finish(Instant now, std::span<const Mutation> owed) {
     ports_.holdOff.suppressUntil(now + holdOff);
-    const Mutation owed{"POST", path, std::move(body), entity};
-    ports_.mutations.stage(held_, {&owed, 1});
+    ports_.mutations.stage(held_, owed);
     save();
     ports_.mutations.staged();
     changed_.emit();

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/clock.h"
@@ -11,6 +13,7 @@
 #include "core/mutation_sink.h"
 #include "core/value_store.h"
 #include "dictionary/dict_entry.h"
+#include "dictionary/dictionary_import.h"
 
 namespace tolvik {
 
@@ -56,12 +59,25 @@ public:
     void deleteTerm(const Identifier& id);
     void setActiveProject(const std::optional<Identifier>& tagId);
 
+    /// Adds the terms that `text` holds (see `parseImport`) and the dictionary does not have yet, and saves once. The
+    /// new entries' ids in the order of the text; their number is the number of entries added.
+    std::vector<Identifier> importEntries(std::string_view text, const std::optional<Identifier>& tagId = std::nullopt);
+    /// As `deleteTerm` for each, saved once. What was deleted, with its place among the entries, for `restore`.
+    using Placed = std::pair<std::size_t, DictEntry>;
+    std::vector<Placed> deleteTerms(std::span<const Identifier> ids);
+    /// Puts deleted entries back under their ids; those that are there again are left alone.
+    void restore(std::span<const Placed> entries);
+    /// The entry of a dictionary with that term, whatever the case; null when there is none. Valid until the next
+    /// change.
+    [[nodiscard]] const DictEntry* find(std::string_view term, const std::optional<Identifier>& tagId) const;
+
     Subscription onChanged(std::function<void()> callback) { return changed_.connect(std::move(callback)); }
 
 private:
     void load();
     /// `body` is what the server is owed for the change made just now.
     void finish(Instant now, std::string body, std::optional<Identifier> entity);
+    void finish(Instant now, std::span<const Mutation> owed);
     void save();
 
     DictionaryPorts ports_;

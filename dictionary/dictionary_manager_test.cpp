@@ -69,6 +69,42 @@ TEST_F(DictionaryManagerTest, EachChangeIsSavedWithWhatItOwesTheServer) {
     EXPECT_EQ(kept(), R"({"entries":[],"activeTagId":")" + brivio.text() + R"("})");
 }
 
+TEST_F(DictionaryManagerTest, AnImportIsSavedOnceAndCanBeTakenBack) {
+    dictionary->addTerm("Tamsin", "");
+    sink.all.clear();
+    values.commits.clear();
+    int changes = 0;
+    const Subscription subscription = dictionary->onChanged([&] { ++changes; });
+    const auto ids = dictionary->importEntries("tamsin\nindexer (service)\nBrivio\nindexer");
+    EXPECT_EQ(ids.size(), 2U);
+    EXPECT_EQ(values.commits.size(), 1U);
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(sink.all.size(), 2U);
+    EXPECT_THAT(sink.all[0].body.value(), ::testing::HasSubstr(R"("tagId":null,"term":"indexer","hint":"service")"));
+    EXPECT_TRUE(dictionary->importEntries("Tamsin\nBRIVIO").empty());
+    EXPECT_EQ(values.commits.size(), 1U) << "nothing new, nothing saved";
+    EXPECT_EQ(dictionary->importEntries("Tamsin", brivio).size(), 1U) << "another dictionary";
+
+    dictionary->deleteTerms(ids);
+    EXPECT_EQ(dictionary->vocabularyText(), "Tamsin");
+    ASSERT_NE(dictionary->find(" TAMSIN", std::nullopt), nullptr);
+    EXPECT_EQ(dictionary->find("indexer", std::nullopt), nullptr);
+}
+
+TEST_F(DictionaryManagerTest, WhatWasDeletedComesBackWhereItStood) {
+    dictionary->importEntries("a\nb\nc");
+    const auto before = dictionary->entries();
+    const std::vector<Identifier> two{before[0].id, before[1].id};
+    const auto deleted = dictionary->deleteTerms(two);
+    EXPECT_EQ(dictionary->vocabularyText(), "c");
+    dictionary->restore(deleted);
+    dictionary->restore(deleted);
+    EXPECT_EQ(dictionary->entries(), before);
+    restart();
+    EXPECT_EQ(dictionary->entries(), before);
+    EXPECT_EQ(sink.all.size(), 7U) << "three added, two deleted, two revived";
+}
+
 TEST_F(DictionaryManagerTest, ChangesThatCannotBeSavedWaitInMemory) {
     values.failure = StoreError::full;
     dictionary->addTerm("one", "");
