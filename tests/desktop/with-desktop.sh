@@ -163,7 +163,7 @@ if [ -n "$sound" ]; then
         pactl load-module module-null-sink sink_name=$TOLVIK_VIRTUAL_MIC_SINK $options rate=48000 channels=1 \
             sink_properties=device.description=Microphone_input >/dev/null || die "no microphone" sound
         pactl load-module module-remap-source source_name=$TOLVIK_VIRTUAL_MIC_SOURCE \
-            master=$TOLVIK_VIRTUAL_MIC_SINK.monitor source_properties=device.description=Virtual_microphone \
+            master=$TOLVIK_VIRTUAL_MIC_SINK.monitor channels=1 channel_map=mono source_properties=device.description=Virtual_microphone \
             >/dev/null || die "no microphone" sound
         until_true pactl set-default-source $TOLVIK_VIRTUAL_MIC_SOURCE || die "no default source" sound
     fi
