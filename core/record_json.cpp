@@ -354,6 +354,42 @@ Result<WholeLog, DecodeError> RecordDecoder::wholeLog(std::string_view json) {
     return log;
 }
 
+Result<WholeLog, DecodeError> RecordDecoder::pull(std::string_view json, std::vector<PullMember>& others) {
+    const auto parsed = impl_->parse("", json, "");
+    if (!parsed) {
+        return failure(parsed.error());
+    }
+    object all;
+    if (parsed->get(all) != simdjson::SUCCESS) {
+        return failure(DecodeError(": not an object"));
+    }
+    WholeLog log;
+    std::optional<DecodeError> problem;
+    const auto read = [&](std::string_view name, auto& out) {
+        element member;
+        if (problem) {
+            return;
+        }
+        if (all.at_key(name).get(member) != simdjson::SUCCESS) {
+            problem = fmt::format(".{}: missing", name);
+        } else if (auto records = readArray(member, out); !records) {
+            problem = fmt::format(".{}{}", name, records.error());
+        }
+    };
+    read("tasks", log.tasks);
+    read("timeEntries", log.timeEntries);
+    read("switchLogs", log.switchLogs);
+    read("tags", log.tags);
+    if (problem) {
+        return failure(std::move(*problem));
+    }
+    for (PullMember& other : others) {
+        element member;
+        other.json = all.at_key(other.name).get(member) == simdjson::SUCCESS ? simdjson::minify(member) : "";
+    }
+    return log;
+}
+
 Result<OperationRecord, DecodeError> RecordDecoder::operation(std::string_view json) {
     const auto parsed = impl_->parse("", json, "");
     if (!parsed) {

@@ -68,6 +68,14 @@ public:
     /// records of a collection with the same id are an error.
     [[nodiscard]] Result<WholeLog, DecodeError> wholeLog(std::string_view json);
     [[nodiscard]] Result<OperationRecord, DecodeError> operation(std::string_view json);
+    /// The four collections under the member names of a pull ("tasks", "timeEntries", "switchLogs", "tags"), all of
+    /// which must be there. Fills in the others.
+    struct PullMember {
+        std::string_view name;
+        /// The member as minified JSON; empty when it is absent.
+        std::string json;
+    };
+    [[nodiscard]] Result<WholeLog, DecodeError> pull(std::string_view json, std::vector<PullMember>& others);
 
 private:
     struct Impl;
