@@ -25,8 +25,8 @@ struct HttpRequest {
     std::string url;
     /// No other fields are sent than these and what the protocol itself needs. A field whose name or value could break
     /// out of its line is refused (`invalidUrl`).
-    HttpHeaders headers;
-    std::optional<std::string> body;
+    HttpHeaders headers = {};
+    std::optional<std::string> body = {};
     /// For the whole exchange; for a stream, the longest silence.
     Millis timeout{60'000};
     /// For a stream, its longest life; 0 stands for no limit.
