@@ -107,7 +107,10 @@ class Trace:
 
 
 class DiskWatch(threading.Thread):
-    """Notes when the log's files were written, every two milliseconds."""
+    """Notes when the log's files were seen to be written, looking every two milliseconds.
+
+    The files' own times are no measure: they are as coarse as the kernel's tick, and may lie before the change.
+    """
 
     def __init__(self, folder):
         super().__init__(daemon=True)
@@ -124,10 +127,10 @@ class DiskWatch(threading.Thread):
                 continue
             if now != last:
                 last = now
-                self.writes.append(now / 1e9)
+                self.writes.append(time.time())
 
     def written_after(self, instant_):
-        """The first write at or after an instant (both to a millisecond), None when there was none."""
+        """The first write seen after an instant that is known to a millisecond, None when there was none."""
         return next((write for write in self.writes if write >= instant_ - 0.001), None)
 
 
