@@ -78,7 +78,7 @@ struct ProcessSpeechRecognizer::Core : std::enable_shared_from_this<Core> {
         child = std::move(*started);
         child->send(encoded(message(SpeechMessage::Kind::prepare, 0)));
         state = State::loading;
-        loadWatch = loop.after(Millis(options.longestLoad.count()), [this] { childEnded(); });
+        watchLoading();
         return true;
     }
 
@@ -127,6 +127,10 @@ struct ProcessSpeechRecognizer::Core : std::enable_shared_from_this<Core> {
         }
     }
 
+    void watchLoading() {
+        loadWatch = loop.after(Millis(options.longestLoad.count()), [this] { childEnded(); });
+    }
+
     void watchAnswer() {
         answerWatch = loop.after(Millis(options.longestSilence.count()), [this] { childEnded(); });
     }
@@ -150,6 +154,9 @@ struct ProcessSpeechRecognizer::Core : std::enable_shared_from_this<Core> {
                 childEnded();
                 break;
             case SpeechMessage::Kind::progress:
+                if (state == State::loading) {
+                    watchLoading();
+                }
                 if (ours && utterance->finished) {
                     watchAnswer();
                 }

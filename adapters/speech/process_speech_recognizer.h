@@ -18,9 +18,10 @@ public:
     struct Options {
         SpeechPlaces places = findSpeechPlaces();
         std::chrono::milliseconds idle = std::chrono::minutes(5);
-        /// Loading that takes longer counts as hung.
+        /// A process that loads and gives no sign of work for this long counts as hung. It gives one each second, by
+        /// the work it has done and not by the clock: a busy machine makes it slow, not hung.
         std::chrono::milliseconds longestLoad = std::chrono::seconds(30);
-        /// The same for the time without a sign of life after `finish()`.
+        /// The same after `finish()`.
         std::chrono::milliseconds longestSilence = std::chrono::seconds(10);
     };
     explicit ProcessSpeechRecognizer(MainLoop& loop, Options options);

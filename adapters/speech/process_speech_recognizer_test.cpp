@@ -156,6 +156,22 @@ TEST_F(ProcessSpeechRecognizerTest, AProcessThatHangsIsGivenUpAndEnded) {
     EXPECT_TRUE(settles([&] { return kill(process, 0) != 0; }));
 }
 
+TEST_F(ProcessSpeechRecognizerTest, AProcessThatWorksOnIsWaitedForHoweverLongItTakes) {
+    start("toils");
+    const auto session = begin();
+    ASSERT_TRUE(settles([&] { return recognizer_->state() == ProcessSpeechRecognizer::State::ready; }));
+    session->finish();
+    for (int sign = 0; sign < 5; ++sign) {
+        loop_.runFor(Millis(9000));
+        partial_.reset();
+        session->append(tenth_);
+        ASSERT_TRUE(settles([&] { return partial_.has_value(); }));
+        EXPECT_TRUE(errors_.empty());
+    }
+    loop_.runFor(Millis(10100));
+    EXPECT_EQ(errors_, std::vector{SpeechError::engineStopped});
+}
+
 TEST_F(ProcessSpeechRecognizerTest, LoadingThatNeverEndsIsGivenUp) {
     start("never-loads");
     const auto session = begin();

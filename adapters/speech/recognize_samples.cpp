@@ -54,7 +54,13 @@ Result<RecognizedSpeech, std::string> recognizeSamples(const SpeechPlaces& place
 
     std::unique_lock lock(mutex);
     const auto settled = [&] { return !alive || !problem.empty(); };
-    if (!changed.wait_for(lock, std::chrono::seconds(30), [&] { return ready || settled(); }) || settled()) {
+    while (!ready && !settled()) {
+        const std::size_t before = signs;
+        if (!changed.wait_for(lock, std::chrono::seconds(30), [&] { return ready || settled() || signs != before; })) {
+            break;
+        }
+    }
+    if (!ready || settled()) {
         return failure(problem.empty() ? std::string("The speech engine did not start.") : problem);
     }
     lock.unlock();

@@ -28,7 +28,7 @@ struct SpeechMessage {
         failed = 17,    ///< text: why there is no engine
         partial = 18,   ///< text
         final = 19,     ///< text
-        progress = 20,  ///< a sign of life while it decodes
+        progress = 20,  ///< a sign that work goes on: after each decode, and each second in which something was worked
     };
     Kind kind = Kind::prepare;
     std::uint32_t utterance = 0;

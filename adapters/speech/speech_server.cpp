@@ -1,7 +1,9 @@
 #include "adapters/speech/speech_server.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <ctime>
 #include <memory>
 #include <mutex>
 #include <poll.h>
@@ -30,11 +32,26 @@ struct Utterance {
     bool answered = false;
 };
 
+using std::chrono::milliseconds;
+
+constexpr milliseconds beatEvery{1000};
+/// Less work between two beats is none: only this thread ran.
+constexpr milliseconds leastWork{20};
+/// Work that brings no end in this much time of the processor never will.
+constexpr milliseconds mostWork{60000};
+
+/// The processor's time that this process has used.
+milliseconds timeWorked() {
+    timespec used{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
+}
+
 class Server {
 public:
     Server(int socket, const SpeechPlaces& places) : socket_(socket), places_(places) {}
 
-    int run(std::chrono::milliseconds idle);
+    int run(milliseconds idle);
 
 private:
     struct Work {
@@ -51,6 +68,8 @@ private:
     void pump();
     void refreshVocabulary();
     void send(const SpeechMessage& message);
+    [[nodiscard]] bool isWorking();
+    void beat();
 
     int socket_;
     SpeechPlaces places_;
@@ -63,7 +82,32 @@ private:
     SpeechVocabulary vocabulary_;
     std::shared_ptr<Utterance> current_;
     std::vector<std::shared_ptr<Work>> running_;
+    milliseconds lastBeat_{0};  ///< of the time worked
+    milliseconds lastEnd_{0};   ///< the same when something was last completed
 };
+
+bool Server::isWorking() {
+    const std::lock_guard lock(mutex_);
+    return !running_.empty() || (loading_ && !listening_);
+}
+
+/// Tells the application that work goes on. On a busy machine that may take long; a thread that waits for ever uses no
+/// processor, and one that runs in circles is given up in the end.
+void Server::beat() {
+    SpeechMessage alive;
+    alive.kind = SpeechMessage::Kind::progress;
+    {
+        const std::lock_guard lock(mutex_);
+        const milliseconds now = timeWorked();
+        const bool works = now - lastBeat_ >= leastWork && now - lastEnd_ < mostWork;
+        lastBeat_ = now;
+        if (!works) {
+            return;
+        }
+        alive.utterance = current_ ? current_->number : 0;
+    }
+    send(alive);
+}
 
 void Server::send(const SpeechMessage& message) {
     const std::string bytes = encoded(message);
@@ -97,6 +141,7 @@ void Server::load() {
         const std::lock_guard lock(mutex_);
         listening_ = std::move(*loaded);
         vocabularyStale_ = true;
+        lastEnd_ = timeWorked();
     }
     send(answer);
     const std::lock_guard lock(mutex_);
@@ -168,6 +213,7 @@ void Server::work(const std::shared_ptr<Work>& work) {
     alive.utterance = work->utterance->number;
     send(alive);
     const std::lock_guard lock(mutex_);
+    lastEnd_ = timeWorked();
     std::erase(running_, work);
     work->utterance->plan.decoded(work->job, std::move(text));
     pump();
@@ -219,14 +265,26 @@ void Server::handle(SpeechMessage message) {
     }
 }
 
-int Server::run(std::chrono::milliseconds idle) {
+int Server::run(milliseconds idle) {
+    using Time = std::chrono::steady_clock;
     SpeechMessageReader reader;
     std::array<char, 65536> bytes{};
+    auto heardOf = Time::now();
+    auto beaten = heardOf;
     while (true) {
-        pollfd ready{socket_, POLLIN, 0};
-        const int count = poll(&ready, 1, static_cast<int>(idle.count()));
-        if (count == 0) {
+        const bool working = isWorking();
+        if (working && Time::now() - beaten >= beatEvery) {
+            beat();
+            beaten = Time::now();
+        }
+        const auto left = std::chrono::duration_cast<milliseconds>(heardOf + idle - Time::now());
+        if (left <= milliseconds(0)) {
             return 0;
+        }
+        pollfd ready{socket_, POLLIN, 0};
+        const int count = poll(&ready, 1, static_cast<int>((working ? std::min(left, beatEvery) : left).count()));
+        if (count == 0) {
+            continue;
         }
         if (count < 0) {
             if (errno == EINTR) {
@@ -241,6 +299,7 @@ int Server::run(std::chrono::milliseconds idle) {
         if (got <= 0) {
             return 0;  // the application is gone
         }
+        heardOf = Time::now();
         reader.append({bytes.data(), static_cast<std::size_t>(got)});
         while (true) {
             auto message = reader.next();

@@ -75,11 +75,17 @@ int main(int count, char** values) {
                     break;
                 case SpeechMessage::Kind::samples:
                     samples += given.samples.size();
+                    if (mode == "toils") {
+                        answer(SpeechMessage::Kind::progress, given.utterance, {});
+                    }
                     answer(SpeechMessage::Kind::partial, given.utterance, std::to_string(samples));
                     break;
                 case SpeechMessage::Kind::finish:
                     if (mode == "crashes") {
                         abort();
+                    }
+                    if (mode == "toils") {
+                        break;
                     }
                     if (mode == "hangs") {
                         std::this_thread::sleep_for(std::chrono::hours(1));
