@@ -11,6 +11,8 @@ namespace tolvik {
 [[nodiscard]] ExitCode runParse(const Paths& paths, const CommandRequest& request);
 /// Recognises a recording and has its sentence carried out.
 [[nodiscard]] ExitCode runHear(const Paths& paths, const CommandRequest& request);
+/// Writes the entries of a range to files.
+[[nodiscard]] ExitCode runExport(const Paths& paths, const CommandRequest& request);
 [[nodiscard]] ExitCode runDoctor(const Paths& paths, const CommandRequest& request);
 /// Starts the desktop application, or raises the window of the one that runs.
 [[nodiscard]] ExitCode runDesktop(const Paths& paths);

@@ -5,10 +5,12 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -39,6 +41,13 @@ bool showsColours() {
     const char* terminal = std::getenv("TERM");
     return ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
            std::string_view(terminal) != "dumb";
+}
+
+/// How wide the terminal is that the output goes to; none when it goes elsewhere.
+std::optional<int> terminalColumns() {
+    winsize size{};
+    const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? std::optional<int>(size.ws_col) : std::nullopt;
 }
 
 ExitCode exportTo(const Paths& paths, const CommandRequest& request) {
@@ -116,6 +125,14 @@ ExitCode run(std::span<const std::string> arguments) {
     }
     if (request->command == "hear") {
         return runHear(paths, *request);
+    }
+    if (request->command == "export") {
+        return runExport(paths, *request);
+    }
+    if (request->command == "report" && !request->has("width")) {
+        if (const auto columns = terminalColumns()) {
+            request->options.emplace("width", std::to_string(*columns));
+        }
     }
     if (request->command == "doctor") {
         return runDoctor(paths, *request);

@@ -17,6 +17,19 @@ constexpr std::string_view kTaskDetails =
     "The task is named by its id, its exact title, or a part of the title that only one task has.\n"
     "Open tasks come before finished ones.";
 
+constexpr std::string_view kRangeDetails =
+    "A month ends today, a quarter has 13 weeks, a half 26, a year 12 months. DAY is yyyy-mm-dd, today, yesterday\n"
+    "or a number of days back. Exports reach at most one year.";
+
+std::vector<OptionHelp> rangeOptions(std::vector<OptionHelp> others) {
+    others.insert(others.begin(), {{"range", "RANGE", "month, quarter, half or year (default: month)"},
+                                   {"from", "DAY", "the first day of another range"},
+                                   {"to", "DAY", "its last day (default: today)"},
+                                   {"project", "NAME", "only this project"},
+                                   {"no-project", "", "only tasks without a project"}});
+    return others;
+}
+
 const std::vector<CommandHelp>& table() {
     static const std::vector<CommandHelp> commands = {
         {"status", "", "what runs now", 0, 0, {}, "", false},
@@ -48,6 +61,24 @@ const std::vector<CommandHelp>& table() {
          0,
          {{"all", "", "every open and finished task"}},
          "",
+         false},
+        {"report",
+         "",
+         "where the time of a month, a year or any range went",
+         0,
+         0,
+         rangeOptions({{"width", "COLUMNS", "how wide to write (default: the terminal)"}}),
+         kRangeDetails,
+         false},
+        {"export",
+         "--csv|--json|--pdf FILE",
+         "the entries of a range as a file; - is the output",
+         0,
+         0,
+         rangeOptions({{"csv", "FILE", "a table for spreadsheet programs"},
+                       {"json", "FILE", "for other programs"},
+                       {"pdf", "FILE", "for reading and printing"}}),
+         kRangeDetails,
          false},
         {"project",
          "list | add NAME | rename NAME NEW | delete NAME",
@@ -117,14 +148,17 @@ std::optional<OptionHelp> findOption(const CommandHelp& command, std::string_vie
     if (name == kHelp.name) {
         return kHelp;
     }
+        {"log-part", "FIRST LAST", "the records of an export", 2, 2, rangeOptions({}), "", true},
     // Set by the program where the output is a terminal.
     if (name == "colour") {
         return OptionHelp{"colour", "", ""};
     }
-    const auto found = std::ranges::find(command.options, name, &OptionHelp::name);
-    return found == command.options.end() ? std::nullopt : std::optional(*found);
+    return std::nullopt;
 }
 
+    if (const auto own = std::ranges::find(command.options, name, &OptionHelp::name); own != command.options.end()) {
+        return *own;
+    }
 std::string usageOf(const CommandHelp& command) {
     return fmt::format("tolvik {}{}{}", command.name, command.arguments.empty() ? "" : " ", command.arguments);
 }
@@ -176,7 +210,9 @@ std::string overviewHelp() {
 std::string commandHelp(const CommandHelp& command) {
     std::string help = fmt::format("{}\n  {}\n\nOptions:\n", usageOf(command), command.summary);
     auto options = command.options;
-    options.push_back(kJson);
+    if (std::ranges::find(options, kJson.name, &OptionHelp::name) == options.end()) {
+        options.push_back(kJson);
+    }
     options.push_back(kHelp);
     for (const auto& option : options) {
         const auto form = fmt::format("--{}{}{}", option.name, option.value.empty() ? "" : " ", option.value);

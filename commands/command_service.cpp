@@ -12,6 +12,7 @@
 #include "commands/command_line.h"
 #include "commands/log_report.h"
 #include "commands/parse_lines.h"
+#include "commands/report_command.h"
 #include "commands/task_lookup.h"
 #include "commands/words.h"
 
@@ -182,6 +183,9 @@ struct CommandService::Impl {
     }
 
     CommandResponse tasks(const CommandRequest& request) {
+    CommandResponse reportOn(const CommandRequest& request) { return runReport(ports.store, book, request); }
+    CommandResponse logPart(const CommandRequest& request) { return runLogPart(ports.store, request); }
+
         return report(taskReport(view(), ports.executor.candidates(), request.has("all"), formOf(request)));
     }
 
@@ -502,6 +506,7 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
         {"start", &Impl::start},
         {"switch", &Impl::switchTo},
         {"stop", &Impl::stop},
+    ReportBook book{ports.store, ports.clock, ports.timeZone};
         {"done", &Impl::done},
         {"resume", &Impl::resume},
         {"undo", &Impl::undo},
@@ -519,6 +524,8 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
     if (const auto checked = checkRequest(request); !checked) {
         done(Impl::refusal(request, ExitCode::usage, checked.error()));
         return;
+        {"report", &Impl::reportOn},
+        {"log-part", &Impl::logPart},
     }
     if (request.command == "say") {
         impl_->say(request, done);

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 constexpr const char* kFolder = "Tolvik";
 constexpr const char* kInstalledModels = "/usr/share/tolvik/models";
 constexpr const char* kEmbeddingModule = "tolvik-embedding.so";
+constexpr const char* kPdfModule = "tolvik-pdf.so";
 
 fs::path homeFolder(const Environment& environment) {
     if (const auto home = environment("HOME"); home && fs::path(*home).is_absolute()) {
@@ -41,12 +42,21 @@ fs::path modelFolder(const Environment& environment, const fs::path& programs) {
     return fs::is_directory(built, error) ? built : fs::path(kInstalledModels);
 }
 
+/// A module lies beside the programs of a build tree, and where libraries are installed.
+fs::path moduleFile(const fs::path& programs, const char* name) {
+    std::error_code error;
+    const fs::path beside = programs / name;
+    return fs::exists(beside, error) ? beside : programs.parent_path() / "lib" / "tolvik" / name;
+}
+
 }  // namespace
 
 fs::path Paths::embeddingModule() const {
-    std::error_code error;
-    const fs::path beside = programs / kEmbeddingModule;
-    return fs::exists(beside, error) ? beside : programs.parent_path() / "lib" / "tolvik" / kEmbeddingModule;
+    return moduleFile(programs, kEmbeddingModule);
+}
+
+fs::path Paths::pdfModule() const {
+    return moduleFile(programs, kPdfModule);
 }
 
 Environment processEnvironment() {

@@ -26,6 +26,8 @@ struct Paths {
     [[nodiscard]] std::filesystem::path embeddingModel() const { return models / "embedding"; }
     /// The module with the embedding's arithmetic, loaded when it is first asked; may not exist.
     [[nodiscard]] std::filesystem::path embeddingModule() const;
+    /// The module that draws reports, loaded when the first is drawn; may not exist.
+    [[nodiscard]] std::filesystem::path pdfModule() const;
 };
 
 /// The value of an environment variable; none when it is not set.

@@ -54,17 +54,21 @@ RULES = {
     "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
     "adapters/desktop": Rule(
         ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
+    "adapters/pdf": Rule(
+        ("base", "reports/pdf_writer.h", "reports/export_output.h"), "draws reports; what is printed comes as texts"
+    ),
     ),
     "services": Rule(
-        FEATURE + ("dictionary", "sync", "voice")
+        FEATURE + ("dictionary", "sync", "voice", "reports/pdf_writer.h")
         + tuple("adapters/" + name for name in ("sqlite", "system", "embedding", "socket")),
         "composes what the command line and the desktop share",
     ),
     "commands": Rule(
-        FEATURE + ("dictionary", "voice/parse", "services"), "one request, one answer, whoever carries it"
+        FEATURE + ("dictionary", "voice/parse", "reports", "services"), "one request, one answer, whoever carries it"
     ),
     "cli": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "services", "commands", "adapters"), "a composition, without Qt"
+        FEATURE + ("dictionary", "sync", "voice", "reports", "services", "commands", "adapters"),
+        "a composition, without Qt",
     ),
     "server/api": Rule(
         FEATURE + ("sync/pull_response.h", "voice/parse", "reports"),
