@@ -134,6 +134,7 @@ const std::vector<CommandHelp>& table() {
          false},
         {"doctor", "", "what is there, what is missing, and what to do about it", 0, 0, {}, "", false},
         {"raise", "", "bring the desktop's window to the front", 0, 0, {}, "", true},
+        {"log-part", "FIRST LAST", "the records of an export", 2, 2, rangeOptions({}), "", true},
         {"candidates", "", "the open tasks as the parser gets them", 0, 0, {}, "", true},
         {"vocabulary", "", "titles, project names and terms for the recogniser", 0, 0, {}, "", true},
         {"health", "", "the log's sizes and whether its file is whole", 0, 0, {}, "", true},
@@ -142,13 +143,15 @@ const std::vector<CommandHelp>& table() {
 }
 
 std::optional<OptionHelp> findOption(const CommandHelp& command, std::string_view name) {
+    if (const auto own = std::ranges::find(command.options, name, &OptionHelp::name); own != command.options.end()) {
+        return *own;
+    }
     if (name == kJson.name) {
         return kJson;
     }
     if (name == kHelp.name) {
         return kHelp;
     }
-        {"log-part", "FIRST LAST", "the records of an export", 2, 2, rangeOptions({}), "", true},
     // Set by the program where the output is a terminal.
     if (name == "colour") {
         return OptionHelp{"colour", "", ""};
@@ -156,9 +159,6 @@ std::optional<OptionHelp> findOption(const CommandHelp& command, std::string_vie
     return std::nullopt;
 }
 
-    if (const auto own = std::ranges::find(command.options, name, &OptionHelp::name); own != command.options.end()) {
-        return *own;
-    }
 std::string usageOf(const CommandHelp& command) {
     return fmt::format("tolvik {}{}{}", command.name, command.arguments.empty() ? "" : " ", command.arguments);
 }

@@ -182,10 +182,10 @@ struct CommandService::Impl {
         return day ? report(dayReport(view(), *day, formOf(request))) : refusal(request, ExitCode::usage, day.error());
     }
 
-    CommandResponse tasks(const CommandRequest& request) {
     CommandResponse reportOn(const CommandRequest& request) { return runReport(ports.store, book, request); }
     CommandResponse logPart(const CommandRequest& request) { return runLogPart(ports.store, request); }
 
+    CommandResponse tasks(const CommandRequest& request) {
         return report(taskReport(view(), ports.executor.candidates(), request.has("all"), formOf(request)));
     }
 
@@ -493,6 +493,7 @@ struct CommandService::Impl {
     }
 
     Ports ports;
+    ReportBook book{ports.store, ports.clock, ports.timeZone};
     std::string pendingNotices;
     Subscription notices;
 };
@@ -506,11 +507,12 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
         {"start", &Impl::start},
         {"switch", &Impl::switchTo},
         {"stop", &Impl::stop},
-    ReportBook book{ports.store, ports.clock, ports.timeZone};
         {"done", &Impl::done},
         {"resume", &Impl::resume},
         {"undo", &Impl::undo},
         {"log", &Impl::log},
+        {"report", &Impl::reportOn},
+        {"log-part", &Impl::logPart},
         {"tasks", &Impl::tasks},
         {"project", &Impl::project},
         {"edit", &Impl::edit},
@@ -524,8 +526,6 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
     if (const auto checked = checkRequest(request); !checked) {
         done(Impl::refusal(request, ExitCode::usage, checked.error()));
         return;
-        {"report", &Impl::reportOn},
-        {"log-part", &Impl::logPart},
     }
     if (request.command == "say") {
         impl_->say(request, done);

@@ -51,12 +51,12 @@ RULES = {
     "adapters/socket": Rule(("base",), "carries requests; what they mean is the composition's"),
     "adapters/http": Rule(("base", "backend/http_client.h"), "implements the HTTP client"),
     "adapters/secrets": Rule(("base", "backend/secret_store.h"), "implements the secret store"),
-    "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
-    "adapters/desktop": Rule(
-        ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
     "adapters/pdf": Rule(
         ("base", "reports/pdf_writer.h", "reports/export_output.h"), "draws reports; what is printed comes as texts"
     ),
+    "adapters/qt": Rule(("base",), "implements the main loop on Qt", qt=True),
+    "adapters/desktop": Rule(
+        ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
     ),
     "services": Rule(
         FEATURE + ("dictionary", "sync", "voice", "reports/pdf_writer.h")
