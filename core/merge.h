@@ -15,11 +15,6 @@
 
 namespace tolvik {
 
-/// The kinds of things that the server keeps for a user.
-enum class RecordKind : std::uint8_t { task, timeEntry, switchLog, tag, dictionary };
-/// "task", "timeEntry", "switchLog", "tag" or "dictionary": the `kind` of a deletion marker.
-[[nodiscard]] std::string_view kindText(RecordKind kind);
-[[nodiscard]] std::optional<RecordKind> kindFromText(std::string_view text);
 template <class Record>
 [[nodiscard]] constexpr RecordKind kindOf();
 

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "base/json_writer.h"
+#include "core/merge.h"
 
 namespace tolvik {
 namespace {
@@ -96,13 +97,24 @@ std::string changedFields(const TagModel& before, const TagModel& after) {
 }
 
 template <class Record>
+ServerCopy copyOf(const Record& record) {
+    std::string json;
+    appendRecord(json, record);
+    return {kindOf<Record>(), record.id, std::move(json)};
+}
+
+template <class Record>
 void addChangedAndCreated(std::vector<Mutation>& out, const std::string& path,
                           const std::vector<RecordChange<Record>>& changes) {
     for (const auto& change : changes) {
         if (change.before && change.after) {
             std::string body = changedFields(*change.before, *change.after);
             if (body != "{}") {
-                out.push_back({"PATCH", path + "/" + change.after->id.text(), std::move(body), change.after->id});
+                out.push_back({"PATCH",
+                               path + "/" + change.after->id.text(),
+                               std::move(body),
+                               change.after->id,
+                               {copyOf(*change.before)}});
             }
         }
     }
@@ -110,7 +122,11 @@ void addChangedAndCreated(std::vector<Mutation>& out, const std::string& path,
         if (!change.before && change.after) {
             std::string body;
             appendRecord(body, *change.after);
-            out.push_back({"POST", path, std::move(body), change.after->id});
+            out.push_back({"POST",
+                           path,
+                           std::move(body),
+                           change.after->id,
+                           {{kindOf<Record>(), change.after->id, std::nullopt}}});
         }
     }
 }
@@ -120,7 +136,11 @@ void addDeleted(std::vector<Mutation>& out, const std::string& path, const std::
                 const auto& goesAnyway) {
     for (const auto& change : changes) {
         if (change.before && !change.after && !goesAnyway(*change.before)) {
-            out.push_back({"DELETE", path + "/" + change.before->id.text(), std::nullopt, change.before->id});
+            out.push_back({"DELETE",
+                           path + "/" + change.before->id.text(),
+                           std::nullopt,
+                           change.before->id,
+                           {copyOf(*change.before)}});
         }
     }
 }
@@ -143,7 +163,20 @@ std::vector<Mutation> mutationsOf(const OperationRecord& change) {
                [&](const SwitchLog& log) { return deletedTasks.contains(log.toTaskId); });
     addDeleted(out, "/time-entries", change.entries,
                [&](const TimeEntry& entry) { return deletedTasks.contains(entry.taskId); });
+    const std::size_t firstTask = out.size();
     addDeleted(out, "/tasks", change.tasks, [](const TaskModel&) { return false; });
+    for (std::size_t i = firstTask; i < out.size(); ++i) {
+        for (const auto& entry : change.entries) {
+            if (entry.before && !entry.after && entry.before->taskId == out[i].entityId) {
+                out[i].before.push_back(copyOf(*entry.before));
+            }
+        }
+        for (const auto& log : change.logs) {
+            if (log.before && !log.after && log.before->toTaskId == out[i].entityId) {
+                out[i].before.push_back(copyOf(*log.before));
+            }
+        }
+    }
     addDeleted(out, "/tags", change.tags, [](const TagModel&) { return false; });
     return out;
 }

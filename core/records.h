@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "base/identifier.h"
@@ -11,6 +12,12 @@
 namespace tolvik {
 
 enum class TaskStatus : std::uint8_t { open, done };
+
+/// The kinds of things that the server keeps for a user.
+enum class RecordKind : std::uint8_t { task, timeEntry, switchLog, tag, dictionary };
+/// "task", "timeEntry", "switchLog", "tag" or "dictionary": the `kind` of a deletion marker.
+[[nodiscard]] std::string_view kindText(RecordKind kind);
+[[nodiscard]] std::optional<RecordKind> kindFromText(std::string_view text);
 
 /// A task. Field order is the order of the JSON keys, which carry the same names.
 struct TaskModel {

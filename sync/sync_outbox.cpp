@@ -1,210 +1,338 @@
 #include "sync/sync_outbox.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
-#include <unordered_set>
+#include <utility>
 
-#include "sync/outbox_file.h"
+#include "sync/op_effect.h"
 
 namespace tolvik {
 namespace {
 
-constexpr const char* kJournal = "outbox";
-constexpr Millis kSoon{500};
-constexpr Millis kLatest{60'000};
-/// The file is written whole, so a long one is written less often: about this many bytes a second.
-constexpr std::uintmax_t kBytesPerSecond = 100'000;
-/// A process that ends writes a file of up to this size in any case.
-constexpr std::uintmax_t kSmallFile = 256'000;
-constexpr std::size_t kTrimAt = 64;
+constexpr Millis kSendTimeout{15'000};
+constexpr Millis kFirstWait{5'000};
+constexpr Millis kLongestWait{60'000};
+constexpr Millis kHoldOff{3'000};
+constexpr Millis kNoticeStays{8'000};
+constexpr double kSkipAfterSeconds = 86'400;
+/// 2001-01-01T00:00:00Z, from which the file counts seconds.
+constexpr std::int64_t kFileEpochMs = 978'307'200'000;
 
-/// The operations of the journal's items; items that do not decode are passed over.
-std::vector<OutboxOp> opsOf(const std::vector<JournalItem>& items) {
-    std::string json = "[";
-    for (const JournalItem& item : items) {
-        if (json.size() > 1) {
-            json += ',';
+constexpr const char* kOffline = "Offline, will retry";
+constexpr const char* kServerError = "Server error, retrying";
+constexpr const char* kRejected = "The server rejected a change; it was undone locally.";
+constexpr const char* kSkipped =
+    "A change could not be sent for over a day and was skipped; check that the app is up to date.";
+
+enum class Answer : std::uint8_t { success, offline, unauthorized, serverError, rejected };
+
+Answer classify(const Result<HttpResponse, HttpFailure>& result) {
+    if (!result) {
+        return Answer::offline;
+    }
+    const int status = result->status;
+    if (status >= 200 && status < 400) {
+        return Answer::success;
+    }
+    if (status == 401) {
+        return Answer::unauthorized;
+    }
+    if (status >= 500) {
+        return Answer::serverError;
+    }
+    // 1xx never ends an exchange; taken as no answer.
+    return status == 429 || status < 400 ? Answer::offline : Answer::rejected;
+}
+
+double fileSeconds(Instant instant) {
+    return static_cast<double>(instant.ms - kFileEpochMs) / 1000.0;
+}
+
+/// The head, and when it was a creation all that is built on it.
+std::vector<std::size_t> dropsWith(const std::deque<OutboxOp>& ops) {
+    std::vector<std::size_t> out{0};
+    IdSet gone;
+    const auto takesAlong = [&](const OutboxOp& op) {
+        if (op.method == "POST" && op.entityId) {
+            gone.insert(Identifier(*op.entityId));
         }
-        json += item.bytes;
-    }
-    json += ']';
-    if (auto all = readOps(json)) {
-        return std::move(*all);
-    }
-    std::vector<OutboxOp> out;
-    for (const JournalItem& item : items) {
-        if (auto one = readOps("[" + item.bytes + "]")) {
-            std::ranges::move(*one, std::back_inserter(out));
+    };
+    takesAlong(ops.front());
+    for (std::size_t i = 1; i < ops.size() && !gone.empty(); ++i) {
+        if (ops[i].entityId && gone.contains(Identifier(*ops[i].entityId))) {
+            out.push_back(i);
+            takesAlong(ops[i]);
         }
     }
     return out;
 }
 
-/// `more` behind `ops`, without those that are there already.
-void appendNew(std::vector<OutboxOp>& ops, std::vector<OutboxOp> more) {
-    std::unordered_set<std::string> known;
-    known.reserve(ops.size());
-    for (const OutboxOp& op : ops) {
-        known.insert(op.id);
-    }
-    for (OutboxOp& op : more) {
-        if (known.insert(op.id).second) {
-            ops.push_back(std::move(op));
-        }
-    }
-}
-
-/// Brings the file up to the journal.
-bool extendFile(const std::string& path, Instant now, std::vector<OutboxOp> journalled, bool sync) {
-    auto ops = readOutboxFile(path, now);
-    appendNew(ops, std::move(journalled));
-    return writeOutboxFile(path, ops, sync);
-}
-
-std::uintmax_t sizeOf(const std::string& path) {
-    std::error_code missing;
-    const auto size = std::filesystem::file_size(path, missing);
-    return missing ? 0 : size;
-}
-
 }  // namespace
 
 struct SyncOutbox::Impl {
-    explicit Impl(Ports lent) : ports(std::move(lent)) {}
+    explicit Impl(Ports lent) : clock(lent.clock), loop(lent.loop), queue(std::move(lent)) {}
 
-    Ports ports;
-    bool loaded = false;
-    /// The whole queue once it is loaded, before that what this process has added.
-    std::vector<OutboxOp> ops;
+    const Clock& clock;
+    MainLoop& loop;
+    OutboxQueue queue;
+    std::optional<Line> line;
+    std::unique_ptr<HttpExchange> exchange;
+    /// Whose operation is on its way, and which.
+    std::string sendingUser;
+    std::string sendingOp;
+    Timer retryTimer;
+    Timer noticeTimer;
+    Millis parkedDelay = kFirstWait;
+    std::optional<std::string> parkedReason;
+    std::optional<std::string> lastRejection;
+    std::function<void(OutboxQueue::Drop)> undo;
+    std::function<void(const OutboxOp&)> carriedOut;
     Signal<> changed;
-    bool writing = false;
-    bool again = false;
-    Timer writeTimer;
-    std::shared_ptr<Impl*> alive = std::make_shared<Impl*>(this);
+    Signal<> drained;
+    Signal<const OutboxOp&> dropped;
 
-    [[nodiscard]] std::string filePath() const {
-        std::string user = ports.values.text("tolvik.auth.userId");
-        // An id never leads out of the folder.
-        std::ranges::replace(user, '/', '_');
-        return ports.folder + "/sync-outbox-" + (user.empty() ? "anon" : user) + ".json";
-    }
+    void holdOff() const { line->holdOff.suppressUntil(clock.now() + kHoldOff); }
 
-    void load() {
-        if (loaded) {
+    void flush() {
+        if (!line || exchange || queue.ops().empty()) {
             return;
         }
-        loaded = true;
-        auto all = readOutboxFile(filePath(), ports.clock.now());
-        if (const auto items = ports.values.journal(kJournal)) {
-            appendNew(all, opsOf(*items));
-        }
-        appendNew(all, std::move(ops));
-        ops = std::move(all);
+        retryTimer.cancel();
+        holdOff();
+        send();
     }
 
-    void writeSoon() {
-        if (writing) {
-            again = true;
+    void send() {
+        if (exchange || queue.ops().empty()) {
             return;
         }
-        if (!writeTimer.isPending()) {
-            const Millis wait{static_cast<std::int64_t>(sizeOf(filePath()) * 1000 / kBytesPerSecond)};
-            writeTimer = ports.loop.after(std::clamp(wait, kSoon, kLatest), [this] { write(); });
+        const OutboxOp& op = queue.ops().front();
+        auto request = authorisedRequest(line->endpoint, line->session,
+                                         {.method = op.method,
+                                          .path = op.path,
+                                          .timeout = kSendTimeout,
+                                          .body = op.body,
+                                          .headers = {{"x-op-id", op.id}}});
+        if (!request) {
+            if (request.error() != RequestRefusal::notSignedIn) {
+                park(kOffline);
+            }
+            return;
+        }
+        holdOff();
+        sendingUser = queue.user();
+        sendingOp = op.id;
+        exchange = line->http.send(std::move(request->request),
+                                   [this, token = std::move(request->token)](Result<HttpResponse, HttpFailure> result) {
+                                       answered(token, result);
+                                   });
+    }
+
+    void answered(const std::string& token, const Result<HttpResponse, HttpFailure>& result) {
+        const auto over = std::move(exchange);
+        if (sendingUser != queue.user() || queue.ops().empty() || queue.ops().front().id != sendingOp) {
+            flush();
+            return;
+        }
+        const OutboxOp& head = queue.ops().front();
+        switch (classify(result)) {
+            case Answer::success:
+                headDone();
+                return;
+            case Answer::rejected:
+                rejected(head, result->status);
+                return;
+            case Answer::unauthorized:
+                line->session.handleUnauthorized(token);
+                return;
+            case Answer::serverError:
+                serverError(head);
+                return;
+            case Answer::offline:
+                park(kOffline);
+                return;
         }
     }
 
-    void write() {
-        // Only what is durable: an operation whose change still waits for the disk is not in the journal yet.
-        const auto items = ports.values.journal(kJournal);
-        if (!items || items->empty()) {
+    void headDone() {
+        if (carriedOut) {
+            carriedOut(queue.ops().front());
+        }
+        queue.headCarriedOut();
+        parkedReason.reset();
+        goOn();
+    }
+
+    /// The next one, after the head has left the queue.
+    void goOn() {
+        parkedDelay = kFirstWait;
+        changed.emit();
+        if (queue.ops().empty()) {
+            drained.emit();
+        } else {
+            send();
+        }
+    }
+
+    void rejected(const OutboxOp& head, int status) {
+        if (head.method == "DELETE" && status == 404) {
+            headDone();
             return;
         }
-        writing = true;
-        ports.workers.run([path = filePath(), now = ports.clock.now(), journalled = opsOf(*items),
-                           upTo = items->back().number, &loop = ports.loop, weak = std::weak_ptr(alive)] {
-            const bool good = extendFile(path, now, journalled, true);
-            loop.post([weak, good, upTo] {
-                if (const auto self = weak.lock()) {
-                    (*self)->written(good, upTo);
-                }
-            });
+        if (status == 400 && head.path.starts_with("/tasks") && !head.droppedTag && head.body) {
+            if (auto body = bodyWithoutTag(*head.body)) {
+                OutboxOp again = head;
+                again.body = std::move(*body);
+                again.droppedTag = true;
+                queue.replaceHead(std::move(again));
+                changed.emit();
+                send();
+                return;
+            }
+        }
+        drop(dropsWith(queue.ops()), kRejected);
+    }
+
+    void drop(const std::vector<std::size_t>& places, const char* notice) {
+        auto gone = queue.drop(places);
+        const auto ops = gone.ops;
+        if (undo) {
+            undo(std::move(gone));
+        } else {
+            queue.commit(std::move(gone.writes));
+        }
+        for (const OutboxOp& op : ops) {
+            dropped.emit(op);
+        }
+        lastRejection = notice;
+        noticeTimer = loop.after(kNoticeStays, [this] {
+            lastRejection.reset();
+            changed.emit();
         });
+        parkedReason.reset();
+        goOn();
     }
 
-    void written(bool good, std::int64_t upTo) {
-        writing = false;
-        // A trim that fails leaves items that the next writing finds in the file already.
-        const bool trimmed = good && ports.values.commit({{WriteBatch::TrimJournal{kJournal, upTo}}}).has_value();
-        if (std::exchange(again, false) || !trimmed) {
-            writeSoon();
+    void serverError(const OutboxOp& head) {
+        OutboxOp failed = head;
+        ++failed.serverFailures;
+        const double now = fileSeconds(clock.now());
+        if (!failed.serverFailingSince) {
+            failed.serverFailingSince = now;
         }
+        const bool skip = now - *failed.serverFailingSince > kSkipAfterSeconds;
+        queue.replaceHead(std::move(failed));
+        if (skip) {
+            drop({0}, kSkipped);
+        } else {
+            park(kServerError);
+        }
+    }
+
+    void park(const char* reason) {
+        parkedReason = reason;
+        const Millis wait = parkedDelay;
+        parkedDelay = std::min(parkedDelay * 2, kLongestWait);
+        retryTimer = loop.after(wait, [this] { flush(); });
+        changed.emit();
+    }
+
+    void stop() {
+        exchange.reset();
+        retryTimer.cancel();
+        parkedDelay = kFirstWait;
+        parkedReason.reset();
     }
 };
 
-SyncOutbox::SyncOutbox(Ports ports) : impl_(std::make_unique<Impl>(std::move(ports))) {
-    // What an earlier process left to the journal.
-    impl_->writeSoon();
-}
+SyncOutbox::SyncOutbox(Ports ports) : impl_(std::make_unique<Impl>(std::move(ports))) {}
 
 SyncOutbox::~SyncOutbox() = default;
 
 void SyncOutbox::stage(WriteBatch& batch, std::span<const Mutation> mutations) {
-    const std::string now = formatInstant(impl_->ports.clock.now());
-    for (const Mutation& mutation : mutations) {
-        OutboxOp op;
-        op.id = impl_->ports.random.identifier().text();
-        op.method = mutation.method;
-        op.path = mutation.path;
-        op.body = mutation.body;
-        if (mutation.entityId) {
-            op.entityId = mutation.entityId->text();
-        }
-        op.createdAt = now;
-        std::string bytes;
-        appendOp(bytes, op);
-        batch.writes.emplace_back(WriteBatch::AppendJournal{kJournal, std::move(bytes)});
-        impl_->ops.push_back(std::move(op));
-    }
+    impl_->queue.append(batch, mutations);
 }
 
 void SyncOutbox::staged() {
-    impl_->writeSoon();
+    impl_->queue.writeSoon();
     impl_->changed.emit();
+    impl_->flush();
 }
 
-const std::vector<OutboxOp>& SyncOutbox::ops() const {
-    impl_->load();
-    return impl_->ops;
+void SyncOutbox::stageCopies(WriteBatch& batch, std::span<const ServerCopy> copies) {
+    impl_->queue.keepCopies(batch, copies);
+}
+
+void SyncOutbox::goOnline(Line line) {
+    impl_->line.emplace(line);
+}
+
+const std::deque<OutboxOp>& SyncOutbox::ops() const {
+    return impl_->queue.ops();
+}
+
+const std::optional<std::string>& SyncOutbox::parkedReason() const {
+    return impl_->parkedReason;
+}
+
+const std::optional<std::string>& SyncOutbox::lastRejection() const {
+    return impl_->lastRejection;
 }
 
 Subscription SyncOutbox::onChanged(std::function<void()> callback) {
     return impl_->changed.connect(std::move(callback));
 }
 
+Subscription SyncOutbox::onDrained(std::function<void()> callback) {
+    return impl_->drained.connect(std::move(callback));
+}
+
+Subscription SyncOutbox::onOpDropped(std::function<void(const OutboxOp&)> callback) {
+    return impl_->dropped.connect(std::move(callback));
+}
+
+void SyncOutbox::setUndo(std::function<void(OutboxQueue::Drop)> undo) {
+    impl_->undo = std::move(undo);
+}
+
+void SyncOutbox::setCarriedOut(std::function<void(const OutboxOp&)> callback) {
+    impl_->carriedOut = std::move(callback);
+}
+
+void SyncOutbox::flush() {
+    impl_->flush();
+}
+
+void SyncOutbox::clear() {
+    impl_->stop();
+    impl_->queue.clear();
+    impl_->changed.emit();
+}
+
+Result<void, StoreError> SyncOutbox::userSignedIn(const std::string& owner) {
+    impl_->stop();
+    const std::string user = impl_->queue.user();
+    if (auto moved = impl_->queue.moveAnonymousTo(owner.empty() ? user : owner); !moved) {
+        return moved;
+    }
+    impl_->changed.emit();
+    return {};
+}
+
+void SyncOutbox::userChanged() {
+    impl_->stop();
+    impl_->changed.emit();
+}
+
+OutboxQueue& SyncOutbox::queue() {
+    return impl_->queue;
+}
+
 void SyncOutbox::settle() {
-    Impl& s = *impl_;
-    const auto items = s.ports.values.journal(kJournal);
-    if (s.writing || !items || items->empty()) {
-        return;
-    }
-    std::uintmax_t journalBytes = 0;
-    for (const JournalItem& item : *items) {
-        journalBytes += item.bytes.size();
-    }
-    const std::string path = s.filePath();
-    const auto fileBytes = sizeOf(path);
-    if (fileBytes > kSmallFile && journalBytes < fileBytes / 8) {
-        return;
-    }
-    const bool trim = items->size() >= kTrimAt;
-    if (extendFile(path, s.ports.clock.now(), opsOf(*items), trim) && trim) {
-        (void)s.ports.values.commit({{WriteBatch::TrimJournal{kJournal, items->back().number}}});
-    }
+    impl_->queue.settle();
 }
 
 std::string SyncOutbox::filePath() const {
-    return impl_->filePath();
+    return impl_->queue.filePath();
 }
 
 }  // namespace tolvik

@@ -78,7 +78,7 @@ TEST_F(SyncOutboxTest, NothingIsLostOrDoubledWhereverTheProcessEnds) {
     change("/3");
     EXPECT_EQ(paths(), (Paths{"/1", "/2", "/3"}));
     // After the file was written and before the journal was trimmed.
-    ASSERT_TRUE(writeOutboxFile(outbox->filePath(), outbox->ops(), false));
+    ASSERT_TRUE(writeOutboxFile(outbox->filePath(), {outbox->ops().begin(), outbox->ops().end()}, false));
     restart();
     EXPECT_EQ(paths(), (Paths{"/1", "/2", "/3"}));
     loop.runFor(Millis{1000});

@@ -17,6 +17,9 @@ public:
         }
     }
     void staged() override { ++stagedCalls; }
+    void stageCopies(WriteBatch&, std::span<const ServerCopy> what) override {
+        copies.insert(copies.end(), what.begin(), what.end());
+    }
 
     /// "POST /tasks" and so on, since the last call; the id of a path is left out.
     [[nodiscard]] std::vector<std::string> takeLines() {
@@ -29,6 +32,7 @@ public:
     }
 
     std::vector<Mutation> all;
+    std::vector<ServerCopy> copies;
     int stagedCalls = 0;
 };
 

@@ -28,7 +28,10 @@ RULES = {
     "core": Rule(("base",), "the log knows nothing of voice, screen or disk technology"),
     "dictionary": Rule(FEATURE, "a feature stands on the log alone"),
     "backend": Rule(FEATURE, "what every request to the server shares: endpoint, session, sign-in"),
-    "sync": Rule(FEATURE + ("backend",), "the queue and the pulls send requests as the signed-in user"),
+    "sync": Rule(
+        FEATURE + ("backend", "dictionary"),
+        "the queue and the pulls send requests as the signed-in user; what is pulled goes to the log and the vocabulary",
+    ),
     "reports": Rule(FEATURE, "figures and exports come from the log alone"),
     "voice/parse": Rule(FEATURE, "understanding text needs the log, not the microphone"),
     "voice/capture": Rule(FEATURE + ("voice/parse/command.h",), "a session hands on text and gets an outcome back"),
@@ -70,8 +73,16 @@ RULES = {
         FEATURE + ("dictionary", "sync", "voice", "reports", "services", "commands", "adapters"),
         "a composition, without Qt",
     ),
+    "server/storage": Rule(FEATURE, "what is kept and the statements for it; no database library"),
+    "adapters/sqlite_server": Rule(
+        ("base", "server/storage", "adapters/sqlite/statement.h"), "implements the server's storage on one file"
+    ),
+    "adapters/postgres": Rule(
+        ("base", "server/storage", "server/api/message.h"),
+        "implements the server's storage for many instances, which tell each other what handlers announce",
+    ),
     "server/api": Rule(
-        FEATURE + ("sync/pull_response.h", "voice/parse", "reports"),
+        FEATURE + ("server/storage", "sync/pull_response.h", "voice/parse", "reports"),
         "handlers are functions of request, storage, clock and chance; no network, no database library",
     ),
     "server": Rule(
