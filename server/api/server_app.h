@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
@@ -62,6 +63,8 @@ struct ServerOptions {
     /// Mixed into what is stored of codes and peers, so that the database alone does not give them away. Instances
     /// that share a database must have the same one. May be empty.
     std::string pepper;
+    /// How many codes a peer may ask for, and how many check, in a quarter of an hour.
+    std::int64_t mostSignInsOfPeer = 100;
 };
 
 /// The server without its network: a request and a transaction in, an answer out. Same request, storage, clock and

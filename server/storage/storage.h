@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "base/result.h"
-#include "server/api/message.h"
 
 namespace tolvik::server {
 
+struct Announcement;
+struct EndedSession;
 class Transaction;
 
 /// Why the database did not do it.

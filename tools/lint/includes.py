@@ -33,8 +33,13 @@ RULES = {
         "the queue and the pulls send requests as the signed-in user; what is pulled goes to the log and the vocabulary",
     ),
     "reports": Rule(FEATURE, "figures and exports come from the log alone"),
-    "voice/parse": Rule(FEATURE, "understanding text needs the log, not the microphone"),
-    "voice/capture": Rule(FEATURE + ("voice/parse/command.h",), "a session hands on text and gets an outcome back"),
+    "voice/parse": Rule(
+        FEATURE + ("backend",), "understanding text needs the log and may ask the server, not the microphone"
+    ),
+    "voice/capture": Rule(
+        FEATURE + ("backend", "voice/parse/command.h"),
+        "a session hands on sound, perhaps to the server, and text, and gets an outcome back",
+    ),
     "voice/hearing": Rule(
         FEATURE + ("voice/parse/phrase_tables.h", "voice/parse/command.h", "voice/capture/speech_recognizer.h"),
         "what was heard is weighed against the words of commands and of the log",
