@@ -48,6 +48,7 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .clock = clock,
                             .timeZone = zone,
                             .terms = [&] { return (*services)->dictionary().terms(); },
+                            .dictionary = &(*services)->dictionary(),
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;

@@ -48,7 +48,7 @@ std::string withTime(const std::string& outcome, std::int64_t transcribeMs) {
 }  // namespace
 
 ExitCode runHear(const Paths& paths, const CommandRequest& request) {
-    const auto vocabulary = carryOut(paths, {"vocabulary", {}, {}});
+    const auto vocabulary = carryOut(paths, {"speech-words", {}, {}});
     if (vocabulary.exit != ExitCode::done) {
         return print(refused(request, vocabulary.exit, trimmed(vocabulary.error)));
     }

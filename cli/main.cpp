@@ -137,6 +137,9 @@ ExitCode run(std::span<const std::string> arguments) {
     if (request->command == "doctor") {
         return runDoctor(paths, *request);
     }
+    if (request->command == "vocabulary" && request->arguments.size() == 2 && request->arguments[0] == "import") {
+        return importFrom(paths, std::move(*request));
+    }
     if (request->command == "data" && request->arguments.size() == 2) {
         if (request->arguments[0] == "export") {
             return exportTo(paths, *request);

@@ -81,12 +81,26 @@ const std::vector<CommandHelp>& table() {
          kRangeDetails,
          false},
         {"project",
-         "list | add NAME | rename NAME NEW | delete NAME",
+         "list | add NAME | rename NAME NEW | delete NAME | use NAME|none",
          "projects",
          1,
          kWords,
          {},
-         "A name of several words is quoted for rename. Deleting a project keeps its tasks.",
+         "A name of several words is quoted for rename. Deleting a project keeps its tasks.\n"
+         "New tasks go to the project that is used, and its terms help dictation.",
+         false},
+        {"vocabulary",
+         "list | add TERM | edit TERM | delete TERM | import FILE",
+         "names and terms that dictation should know",
+         1,
+         kWords,
+         {{"hint", "TEXT", "what the term is, such as a person's role"},
+          {"term", "TERM", "the new text of an edited term"},
+          {"project", "NAME", "the terms of this project instead of the personal ones"},
+          {"plain", "", "import as plain lines what looks like JSON and is none"}},
+         "A file holds a JSON array of terms, a JSON object from term to hint, a JSON array of\n"
+         "{\"term\",\"hint\"}, or plain lines such as: Tamsin (team member)\n"
+         "Terms that are there already are left out.",
          false},
         {"edit",
          "TITLE|ID",
@@ -136,7 +150,7 @@ const std::vector<CommandHelp>& table() {
         {"raise", "", "bring the desktop's window to the front", 0, 0, {}, "", true},
         {"log-part", "FIRST LAST", "the records of an export", 2, 2, rangeOptions({}), "", true},
         {"candidates", "", "the open tasks as the parser gets them", 0, 0, {}, "", true},
-        {"vocabulary", "", "titles, project names and terms for the recogniser", 0, 0, {}, "", true},
+        {"speech-words", "", "titles, project names and terms for the recogniser", 0, 0, {}, "", true},
         {"health", "", "the log's sizes and whether its file is whole", 0, 0, {}, "", true},
     };
     return commands;
@@ -195,7 +209,7 @@ std::string overviewHelp() {
         "  tolvik                 open the desktop application, or raise its window\n";
     for (const auto& command : table()) {
         if (!command.internal) {
-            const auto form = command.name == "project" || command.name == "data"
+            const auto form = command.name == "project" || command.name == "data" || command.name == "vocabulary"
                                   ? fmt::format("tolvik {} …", command.name)
                                   : usageOf(command);
             help += fmt::format("  {:<22} {}\n", form, command.summary);

@@ -14,6 +14,7 @@
 #include "commands/parse_lines.h"
 #include "commands/report_command.h"
 #include "commands/task_lookup.h"
+#include "commands/vocabulary_commands.h"
 #include "commands/words.h"
 
 namespace tolvik {
@@ -193,6 +194,11 @@ struct CommandService::Impl {
         return report(writeCandidates(ports.executor.candidates()) + "\n");
     }
 
+    CommandResponse vocabularyCommand(const CommandRequest& request) {
+        return ports.dictionary != nullptr ? runVocabulary(*ports.dictionary, ports.store, request)
+                                           : refusal(request, ExitCode::environment, "There is no vocabulary here.");
+    }
+
     CommandResponse vocabularyJson(const CommandRequest&) {
         const auto words = vocabulary();
         return report(dumped(Json{{"titles", words.titles},
@@ -309,6 +315,9 @@ struct CommandService::Impl {
         if (verb == "list" && given == 0) {
             return report(projectReport(view(), formOf(request)));
         }
+        if (verb == "use" && ports.dictionary != nullptr) {
+            return runProjectUse(*ports.dictionary, ports.store, request);
+        }
         const auto rest = joined({request.arguments.begin() + 1, request.arguments.end()}, " ");
         if (verb == "add" && given > 0) {
             const auto id = ports.store.createProject(rest);
@@ -318,7 +327,7 @@ struct CommandService::Impl {
         const bool renames = verb == "rename" && given == 2;
         if (!renames && !(verb == "delete" && given > 0)) {
             return refusal(request, ExitCode::usage,
-                           "Usage: tolvik project list | add NAME | rename NAME NEW | delete NAME");
+                           "Usage: tolvik project list | add NAME | rename NAME NEW | delete NAME | use NAME|none");
         }
         const auto name = renames ? request.arguments[1] : rest;
         const auto lookup = lookUpProject(ports.store.tags(), name);
@@ -479,7 +488,11 @@ struct CommandService::Impl {
     /// Adds what the user must know beside the command's own outcome.
     CommandResponse finished(const CommandRequest& request, CommandResponse response) {
         response.error += std::exchange(pendingNotices, {});
-        if (const auto problem = ports.store.saveProblem(); problem && response.exit == ExitCode::done) {
+        auto problem = ports.store.saveProblem();
+        if (!problem && ports.dictionary != nullptr) {
+            problem = ports.dictionary->saveProblem();
+        }
+        if (problem && response.exit == ExitCode::done) {
             response.exit = ExitCode::environment;
             const auto why = ports.endsAfterwards ? lostBecause(*problem) : describe(*problem);
             response.error += std::string(why) + "\n";
@@ -520,7 +533,8 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
         {"data", &Impl::data},
         {"raise", &Impl::raise},
         {"candidates", &Impl::candidates},
-        {"vocabulary", &Impl::vocabularyJson},
+        {"vocabulary", &Impl::vocabularyCommand},
+        {"speech-words", &Impl::vocabularyJson},
         {"health", &Impl::health},
     };
     if (const auto checked = checkRequest(request); !checked) {

@@ -13,6 +13,8 @@
 
 namespace tolvik {
 
+class DictionaryManager;
+
 /// What a person's vocabulary brings to recognition.
 struct Vocabulary {
     std::vector<std::string> titles;
@@ -32,6 +34,8 @@ public:
         const TimeZone& timeZone;
         /// The dictionaries' terms; may be empty.
         std::function<std::vector<std::string>()> terms = {};
+        /// The user's vocabulary; null where a process has none.
+        DictionaryManager* dictionary = nullptr;
         /// Brings the window to the front; empty where there is none.
         std::function<void()> raise = {};
         /// True where the process ends after the command: what cannot be saved now is lost.

@@ -15,6 +15,7 @@ CommandEndpoint::CommandEndpoint(Ports ports)
                                      .clock = ports.clock,
                                      .timeZone = ports.timeZone,
                                      .terms = [&services = ports.services] { return services.dictionary().terms(); },
+                                     .dictionary = &ports.services.dictionary(),
                                      .raise = std::move(ports.raise)}) {
     auto server = CommandSocketServer::start(
         ports.services.paths().socket(), ports.loop,

@@ -60,6 +60,7 @@ int main(int argc, char** argv) {
                             .clock = clock,
                             .timeZone = zone,
                             .terms = [&] { return (*services)->dictionary().terms(); },
+                            .dictionary = &(*services)->dictionary(),
                             .raise = [] { std::cout << "raised" << std::endl; }});
     auto server = CommandSocketServer::start(paths.socket(), loop,
                                              [&](const std::string& request, CommandSocketServer::Reply reply) {
