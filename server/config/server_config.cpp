@@ -45,7 +45,7 @@ const std::vector<Setting>& settings() {
         {"mail-require-tls", &C::mailRequireTls, "yes|no", "no mail without TLS (yes)"},
         {"metrics", &C::metrics, "ADDRESS:PORT", "publishes /metrics there, without TLS"},
         {"network-threads", &C::networkThreads, "N", "threads for connections (1)", 1, 64},
-        {"max-connections", &C::maxConnections, "N", "connections in all (20000)", 1},
+        {"max-connections", &C::maxConnections, "N", "connections in all (16000)", 1},
         {"max-connections-per-peer", &C::maxConnectionsPerPeer, "N", "connections of one address (256)", 1},
         {"max-streams", &C::maxStreams, "N", "open change streams in all (15000)", 1},
         {"max-streams-per-user", &C::maxStreamsPerUser, "N", "open change streams of one user (32)", 1},

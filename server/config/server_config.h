@@ -37,7 +37,7 @@ struct ServerConfig {
     bool mailRequireTls = true;
     std::string metrics;  ///< ADDRESS:PORT; empty for none
     std::size_t networkThreads = 1;
-    std::size_t maxConnections = 20'000;
+    std::size_t maxConnections = 16'000;
     std::size_t maxConnectionsPerPeer = 256;
     std::size_t maxStreams = 15'000;
     std::size_t maxStreamsPerUser = 32;

@@ -18,7 +18,7 @@ struct NetworkOptions {
     /// 0 takes a free one.
     std::uint16_t port = 0;
     std::size_t threads = 1;
-    std::size_t maxConnections = 20'000;
+    std::size_t maxConnections = 16'000;
     std::size_t maxConnectionsPerPeer = 256;
     /// See ConnectionContext.
     std::int64_t bodyBytesTotal = std::int64_t{256} * 1024 * 1024;

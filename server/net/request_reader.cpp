@@ -7,6 +7,7 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/optional/optional.hpp>
+#include <limits>
 
 namespace tolvik::server {
 
@@ -53,6 +54,10 @@ struct RequestReader::Impl {
     bool expectsContinue = false;
     bool hasBody = false;
     bool chunked = false;
+    std::size_t looked = 0;  ///< of the header, by `hasOddLines`
+    std::size_t taken = 0;   ///< of the header, by the parser
+    char last = 0;
+    bool headEnded = false;
     boost::optional<std::uint64_t> length;
 
     void refuse(int code, std::string why) {
@@ -71,6 +76,20 @@ struct RequestReader::Impl {
         } else {
             refuse(400, "The request is malformed.");
         }
+    }
+
+    /// Line ends that are not CR LF, and lines that go on on the next one: other readers take them for other things.
+    /// `bytes` begins where the parser stands; what was looked at before is not looked at again.
+    [[nodiscard]] bool hasOddLines(std::string_view bytes) {
+        for (auto at = looked - taken; at < bytes.size() && !headEnded; ++at, ++looked) {
+            const char next = bytes[at];
+            if ((last == '\r') != (next == '\n') || (last == '\n' && (next == ' ' || next == '\t'))) {
+                return true;
+            }
+            headEnded = last == '\n' && next == '\r';
+            last = next;
+        }
+        return false;
     }
 
     void takeHead() {
@@ -119,6 +138,9 @@ struct RequestReader::Impl {
         if (version >= 11 && !hasHost) {
             return refuse(400, "The request names no host.");
         }
+        if (!std::ranges::all_of(fieldOf(request, "content-length"), [](char c) { return c >= '0' && c <= '9'; })) {
+            return refuse(400, "The body's length is no number.");
+        }
         const auto coding = fieldOf(request, "transfer-encoding");
         if (!coding.empty() && lowered(coding) != "chunked") {
             return refuse(501, "Of transfer codings only chunked is understood.");
@@ -142,7 +164,8 @@ struct RequestReader::Impl {
 
 RequestReader::RequestReader() : impl_(std::make_unique<Impl>()) {
     impl_->parser.header_limit(static_cast<std::uint32_t>(headLimit));
-    impl_->parser.body_limit(boost::none);
+    // What may come is told before the body is read; until then no length is too much.
+    impl_->parser.body_limit(std::numeric_limits<std::uint64_t>::max());
     impl_->parser.eager(false);
 }
 
@@ -156,8 +179,13 @@ std::size_t RequestReader::feed(std::string_view bytes) {
         if (rest.empty()) {
             return used;
         }
+        if (impl_->state == State::head && impl_->hasOddLines(rest)) {
+            impl_->refuse(400, "The request's lines are malformed.");
+            return used;
+        }
         const std::size_t took = impl_->parser.put(boost::asio::const_buffer(rest.data(), rest.size()), error);
         used += took;
+        impl_->taken += took;
         if (error == http::error::need_more) {
             if (impl_->state == State::body && bytes.size() - used > framingLimit) {
                 impl_->refuse(400, "The body's framing is malformed.");

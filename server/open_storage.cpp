@@ -1,0 +1,43 @@
+#include "server/open_storage.h"
+
+#include <fmt/format.h>
+
+#include "adapters/sqlite_server/sqlite_storage.h"
+#ifdef TOLVIK_HAS_POSTGRES
+#include "adapters/postgres/postgres_storage.h"
+#endif
+
+namespace tolvik::server {
+
+bool isSharedDatabase(std::string_view database) {
+    return database.starts_with("postgresql://") || database.starts_with("postgres://");
+}
+
+Result<std::unique_ptr<Storage>, std::string> openStorage(const std::string& database,
+                                                          [[maybe_unused]] std::size_t connections) {
+    if (isSharedDatabase(database)) {
+#ifdef TOLVIK_HAS_POSTGRES
+        auto opened = PostgresStorage::open(database, connections);
+        if (!opened) {
+            return failure(
+                fmt::format("PostgreSQL cannot be used: {}. Check --database and that the database server "
+                            "runs and lets this account in.",
+                            opened.error().text));
+        }
+        return std::unique_ptr<Storage>(std::move(*opened));
+#else
+        return failure(std::string("This build knows no PostgreSQL."));
+#endif
+    }
+    const auto path = database.starts_with("sqlite:") ? database.substr(7) : database;
+    auto opened = SqliteStorage::open(path);
+    if (!opened) {
+        return failure(
+            fmt::format("The database {} cannot be used: {}. Check that its folder is writable for this "
+                        "account and that no other tolvik-server has it open.",
+                        path, opened.error().text));
+    }
+    return std::unique_ptr<Storage>(std::move(*opened));
+}
+
+}  // namespace tolvik::server
