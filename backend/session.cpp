@@ -25,18 +25,16 @@ Session::Session(ValueStore& values, SecretStore& secrets) : values_(values), se
 
 std::optional<std::string> Session::currentToken() {
     if (!token_) {
-        // Nobody ever signed in here: the secret store is not even asked.
-        if (email().empty() && userId().empty()) {
+        // Where nobody ever signed in the secret store is not even asked.
+        if (!problem_.empty() || (email().empty() && userId().empty())) {
             return std::nullopt;
         }
         auto kept = secrets_.read(kToken);
         if (!kept) {
-            // Asked again next time: the user may unlock it meanwhile.
             problem_ = kept.error().text;
             spdlog::warn("the session cannot be read: {}", kept.error().text);
             return std::nullopt;
         }
-        problem_.clear();
         if (*kept && (*kept)->empty()) {
             kept->reset();
         }

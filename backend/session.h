@@ -19,8 +19,11 @@ public:
     /// The bearer token; none when there is none, it is empty or the secret store cannot be read. Kept in memory after
     /// the first reading, so that a request costs no bus call.
     [[nodiscard]] std::optional<std::string> currentToken();
-    /// Why the secret store could not be read at the last attempt; empty when it could.
+    /// Why the secret store could not be read; empty when it could. It is not asked again by itself, because each time
+    /// may ask the user to unlock it.
     [[nodiscard]] const std::string& problem() const { return problem_; }
+    /// Forgets the problem: the next question for the token asks the secret store again.
+    void lookAgain() { problem_.clear(); }
     /// True with a token and an e-mail.
     [[nodiscard]] bool isSignedIn();
     /// Empty when there is none. It stays after a session has expired, until a sign-out or the next sign-in.

@@ -48,13 +48,17 @@ TEST_F(SessionTest, keepsNothingWhenTheTokenCannotBeKept) {
     EXPECT_FALSE(session.isSignedIn());
 }
 
-TEST_F(SessionTest, asksALockedSecretStoreAgain) {
+TEST_F(SessionTest, asksALockedSecretStoreAgainWhenTold) {
     ASSERT_TRUE(session.establish("t", "u1", "ann@example.org", ""));
     secrets.problem = SecretProblem{"locked"};
     Session restarted(values, secrets);
     EXPECT_FALSE(restarted.isSignedIn());
     EXPECT_EQ(restarted.problem(), "locked");
     secrets.problem.reset();
+    const int reads = secrets.reads;
+    EXPECT_FALSE(restarted.isSignedIn());
+    EXPECT_EQ(secrets.reads, reads) << "each reading may put a question to the user";
+    restarted.lookAgain();
     EXPECT_TRUE(restarted.isSignedIn());
     EXPECT_EQ(restarted.problem(), "");
 }

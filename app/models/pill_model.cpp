@@ -60,6 +60,7 @@ void PillModel::pull() {
                     .transcript = wording::fromUtf8(voice_->transcript()),
                     .pending = voice_->pending(),
                     .doneText = wording::fromUtf8(voice_->doneText()),
+                    .note = wording::fromUtf8(voice_->doneNote()),
                     .outcome = voice_->doneOutcome(),
                     .error = voice_->error() ? wording::fromUtf8(*voice_->error()) : QString(),
                     .secondsLeft = voice_->secondsLeft(),
@@ -128,7 +129,7 @@ QString PillModel::outcomeTitle() const {
     if (const Sign* sign = signOf(line)) {
         line.remove(0, sign->text.size());
     }
-    const QString reason = outcomeReason();
+    const QString reason = spokenReason();
     if (!reason.isEmpty()) {
         line.chop(reason.size() + 3);
     }
@@ -136,6 +137,12 @@ QString PillModel::outcomeTitle() const {
 }
 
 QString PillModel::outcomeReason() const {
+    const QString reason = spokenReason();
+    return reason.isEmpty() || state_.note.isEmpty() ? reason + state_.note
+                                                     : reason + QStringLiteral(" · ") + state_.note;
+}
+
+QString PillModel::spokenReason() const {
     if (!state_.outcome || !state_.outcome->reason) {
         return {};
     }
@@ -173,7 +180,7 @@ void PillModel::announce(const QString& phaseBefore) {
     } else if (now == QLatin1String("transcribing")) {
         announcement_ = QStringLiteral("Transcribing");
     } else if (now == QLatin1String("done")) {
-        announcement_ = state_.doneText;
+        announcement_ = state_.doneText + (state_.note.isEmpty() ? QString() : QStringLiteral(", ") + state_.note);
     } else if (now == QLatin1String("error")) {
         announcement_ = state_.error;
     } else {

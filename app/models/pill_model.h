@@ -18,6 +18,8 @@ struct PillState {
     QString transcript;
     std::optional<CommandOutcome> pending;
     QString doneText;
+    /// A few words on how the outcome came about; shown beside its reason.
+    QString note{};
     std::optional<CommandOutcome> outcome;
     QString error;
     std::optional<int> secondsLeft;
@@ -97,6 +99,8 @@ signals:
     void undoKept();
 
 private:
+    /// The reason that the person gave, if the line tells it.
+    [[nodiscard]] QString spokenReason() const;
     void pull();
     void announce(const QString& phaseBefore);
 

@@ -33,6 +33,9 @@ RULES = {
         "the queue and the pulls send requests as the signed-in user; what is pulled goes to the log and the vocabulary",
     ),
     "reports": Rule(FEATURE, "figures and exports come from the log alone"),
+    "ai/answer": Rule(FEATURE + ("reports",), "answers are a function of log and question; device and server share it"),
+    "ai": Rule(FEATURE + ("reports", "backend", "ai/answer"), "asks the server as the signed-in user, else the log"),
+    "telemetry": Rule(FEATURE + ("backend",), "events are sent as the signed-in user, once the user said yes"),
     "voice/parse": Rule(
         FEATURE + ("backend",), "understanding text needs the log and may ask the server, not the microphone"
     ),

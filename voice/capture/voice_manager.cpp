@@ -19,6 +19,7 @@ constexpr const char* microphoneDenied =
 constexpr const char* noMicrophone = "No microphone available.";
 constexpr const char* noRecognizer = "Speech recognizer not available";
 constexpr const char* microphoneStopped = "Microphone stopped. Try again.";
+constexpr const char* heardHere = "heard on this device";
 constexpr const char* recognizerStopped = "Speech recognizer unavailable. Try again.";
 
 std::string textFor(const MicrophoneError& error) {
@@ -58,7 +59,19 @@ struct Session {
     /// Counts the recogniser's starts; callbacks of an earlier one are dropped.
     int attempt = 0;
     bool isRestartingRecognition = false;
+
+    /// While the recording is with the server as well: what each of the two has come to.
+    bool isUploading = false;
     TranscriptionClient::Request request;
+    std::optional<std::string> serverProblem;
+    bool serverIsLate = false;
+    std::optional<std::string> deviceText;
+    bool deviceFailed = false;
+    Timer patience;
+    /// The text is settled and being carried out.
+    bool isDecided = false;
+    std::string note;
+
     // Destroyed before what its samples go to.
     std::unique_ptr<Microphone::Recording> recording;
 
@@ -97,6 +110,7 @@ struct VoiceManager::Impl {
     VoicePhase phase = VoicePhase::idle;
     std::string transcript;
     std::string doneText;
+    std::string doneNote;
     std::optional<CommandOutcome> doneOutcome;
     std::optional<std::string> error;
     std::optional<CommandOutcome> pending;
@@ -425,6 +439,11 @@ struct VoiceManager::Impl {
         if (reason == SpeechError::cancelled || session->isRestartingRecognition) {
             return;
         }
+        if (phase == VoicePhase::transcribing && session->isUploading) {
+            session->deviceFailed = true;
+            weigh();
+            return;
+        }
         const bool isHeld = session->byToggle || holdingHotkey;
         const bool canRestart = phase == VoicePhase::listening && isHeld && session->attempt <= maxRestarts &&
                                 ports.recognizer.isAvailable();
@@ -465,38 +484,79 @@ struct VoiceManager::Impl {
             secondsLeft.reset();
             phase = VoicePhase::transcribing;
             session->limit = ports.loop.after(transcribingLimit, [this] { fail(recognizerStopped); });
-            if (ports.transcription == nullptr) {
-                session->speech->finish();
-            } else {
-                dropSpeech();
+            session->isUploading = ports.transcription != nullptr && ports.transcription->isWanted();
+            session->speech->finish();
+            if (session->isUploading) {
                 session->file->finish([this](Result<std::filesystem::path, std::string> file) { upload(file); });
             }
         }
         changed.emit();
     }
 
+    // The recording is with the server while this device decodes the same sound; `weigh` decides between the two.
+
     void upload(const Result<std::filesystem::path, std::string>& file) {
+        if (session->isDecided) {
+            return;
+        }
         if (!file) {
-            fail("Mic error: " + file.error());
+            serverAnswered(failure(TranscriptionClient::Failure{"Mic error: " + file.error(), true}));
             return;
         }
         const Transition transition(*this);
+        session->patience = ports.loop.after(serverPatience, [this] {
+            session->serverIsLate = true;
+            weigh();
+        });
+        using Answer = Result<std::string, TranscriptionClient::Failure>;
         session->request = ports.transcription->transcribe(
             *file, ports.prompt ? ports.prompt() : std::string(),
-            ofThisSession(
-                std::function<void(Result<std::string, std::string>)>([this](Result<std::string, std::string> answer) {
-                    if (answer) {
-                        textArrived(std::move(*answer));
-                    } else {
-                        fail(answer.error());
-                    }
-                })));
+            ofThisSession(std::function<void(Answer)>([this](const Answer& answer) { serverAnswered(answer); })));
+    }
+
+    void serverAnswered(const Result<std::string, TranscriptionClient::Failure>& answer) {
+        if (session->isDecided) {
+            return;
+        }
+        if (answer) {
+            heard(*answer);
+        } else if (!answer.error().deviceTextServes) {
+            fail(answer.error().text);
+        } else {
+            session->serverProblem = answer.error().text;
+            weigh();
+        }
+    }
+
+    void weigh() {
+        if (session->isDecided || !(session->serverProblem || session->serverIsLate)) {
+            return;
+        }
+        if (session->deviceText) {
+            session->note = heardHere;
+            heard(*session->deviceText);
+        } else if (session->serverProblem && session->deviceFailed) {
+            fail(*session->serverProblem);
+        }
     }
 
     void textArrived(std::string text) {
-        if (phase != VoicePhase::transcribing) {
+        if (phase != VoicePhase::transcribing || session->isDecided) {
             return;
         }
+        if (session->isUploading) {
+            session->deviceText = std::move(text);
+            weigh();
+        } else {
+            heard(text);
+        }
+    }
+
+    void heard(const std::string& text) {
+        session->isDecided = true;
+        session->patience.cancel();
+        session->request.reset();
+        dropSpeech();
         transcript = withTicketNames(trimmed(text));
         if (transcript.empty()) {
             abandon();
@@ -511,6 +571,7 @@ struct VoiceManager::Impl {
             return;
         }
         timings.releaseToDone = ports.clock.now() - session->releasedAt;
+        doneNote = session->note;
         discardSession();
         pending.reset();
         if (outcome.feedback.empty()) {
@@ -543,6 +604,7 @@ struct VoiceManager::Impl {
             changed.emit();
             return;
         }
+        doneNote.clear();
         CommandOutcome outcome;
         outcome.action = "undo";
         outcome.feedback = *words;
@@ -557,6 +619,7 @@ struct VoiceManager::Impl {
         phase = VoicePhase::idle;
         transcript.clear();
         doneText.clear();
+        doneNote.clear();
         doneOutcome.reset();
         pending.reset();
         offersUndo = false;
@@ -623,6 +686,9 @@ const std::string& VoiceManager::transcript() const {
 }
 const std::string& VoiceManager::doneText() const {
     return impl_->doneText;
+}
+const std::string& VoiceManager::doneNote() const {
+    return impl_->doneNote;
 }
 const std::optional<CommandOutcome>& VoiceManager::doneOutcome() const {
     return impl_->doneOutcome;

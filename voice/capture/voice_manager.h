@@ -24,7 +24,7 @@ namespace tolvik {
 
 enum class VoicePhase : std::uint8_t { idle, listening, transcribing, done };
 
-/// Turns a finished recording into text: the upload when signed in. Absent for now; its place is kept.
+/// Turns a finished recording into text somewhere else, while this device does the same.
 class TranscriptionClient {
 public:
     TranscriptionClient() = default;
@@ -32,10 +32,18 @@ public:
     TranscriptionClient& operator=(const TranscriptionClient&) = delete;
     virtual ~TranscriptionClient() = default;
 
+    struct Failure {
+        /// For the user.
+        std::string text;
+        /// What this device heard is used in its place; else the text is shown and nothing is done.
+        bool deviceTextServes = false;
+    };
     using Request = std::shared_ptr<void>;
-    /// Calls back once on the main loop with the transcript or the error's text; dropping the request cancels.
+    /// True while recordings are to be sent: somebody is signed in.
+    [[nodiscard]] virtual bool isWanted() = 0;
+    /// Calls back once on the main loop with the transcript or why there is none; dropping the request cancels.
     [[nodiscard]] virtual Request transcribe(const std::filesystem::path& file, const std::string& prompt,
-                                             std::function<void(Result<std::string, std::string>)> done) = 0;
+                                             std::function<void(Result<std::string, Failure>)> done) = 0;
 };
 
 /// The controller of a push-to-talk session. Main loop only.
@@ -52,7 +60,7 @@ public:
         SpeechRecognizer& recognizer;
         MediaPlayers& media;
         AudioFileCodec& codec;
-        /// Null while signed out.
+        /// Null where there is no server.
         TranscriptionClient* transcription = nullptr;
         /// Where recordings lie while they are needed.
         std::filesystem::path temporaryFolder;
@@ -81,6 +89,8 @@ public:
     static constexpr Millis releaseCheckInterval{250};
     /// A recognition that takes longer than this is given up.
     static constexpr Millis transcribingLimit{30'000};
+    /// How long the text of this device waits for the server's.
+    static constexpr Millis serverPatience{2'000};
     static constexpr Millis levelInterval{50};
     static constexpr std::size_t levelCount = 10;
     static constexpr Millis previewInterval{100};
@@ -99,6 +109,8 @@ public:
     [[nodiscard]] const std::string& doneText() const;
     /// The outcome behind `doneText`, for the pill's icon and colour.
     [[nodiscard]] const std::optional<CommandOutcome>& doneOutcome() const;
+    /// A few words on how the outcome came about, empty when there is nothing to say; of the done phase.
+    [[nodiscard]] const std::string& doneNote() const;
     [[nodiscard]] const std::optional<std::string>& error() const;
     /// What the words so far would do, while listening or transcribing; none while nothing was understood.
     [[nodiscard]] const std::optional<CommandOutcome>& pending() const;

@@ -30,16 +30,24 @@ constexpr std::uint32_t chordKeys = PushToTalkHotkey::defaultModifiers;
 class FakeTranscription final : public TranscriptionClient {
 public:
     [[nodiscard]] Request transcribe(const fs::path& file, const std::string& prompt,
-                                     std::function<void(Result<std::string, std::string>)> done) override {
+                                     std::function<void(Result<std::string, Failure>)> done) override {
         EXPECT_TRUE(fs::exists(file));
         files.push_back(file);
         prompts.push_back(prompt);
         answer = std::move(done);
-        return std::make_shared<int>(0);
+        auto request = std::make_shared<int>(0);
+        last = request;
+        return request;
     }
+    [[nodiscard]] bool isWanted() override { return wanted; }
+    void refuse(const std::string& text, bool deviceTextServes) { answer(failure(Failure{text, deviceTextServes})); }
+
+    bool wanted = true;
+    /// Expired once the latest request was given up.
+    std::weak_ptr<int> last;
     std::vector<fs::path> files;
     std::vector<std::string> prompts;
-    std::function<void(Result<std::string, std::string>)> answer;
+    std::function<void(Result<std::string, Failure>)> answer;
 };
 
 class VoiceManagerTest : public testing::Test {
@@ -726,28 +734,89 @@ TEST_F(VoiceManagerTest, UsesTheChosenMicrophoneAndChord) {
     expectNoTrace();
 }
 
-TEST_F(VoiceManagerTest, SignedInTheFinishedFileIsUploaded) {
+class VoiceUploadTest : public VoiceManagerTest {
+protected:
+    VoiceUploadTest() {
+        transcription = &client;
+        voice.emplace(ports());
+        voice->setEnabled(true);
+    }
+    ~VoiceUploadTest() override { voice.reset(); }
+    /// Up to the upload; neither of the two has a text yet.
+    void speak() {
+        press(500ms);
+        microphone.hear(1600, 0.5F);
+        release();
+        EXPECT_TRUE(recognizer.last().finished);
+    }
+
     FakeTranscription client;
-    transcription = &client;
-    voice.emplace(ports());
-    voice->setEnabled(true);
-    press(500ms);
-    microphone.hear(1600, 0.5F);
-    release();
-    EXPECT_TRUE(recognizer.last().abandoned);
+};
+
+TEST_F(VoiceUploadTest, TheServersTextIsUsedWhileThisDeviceListensToo) {
+    speak();
     ASSERT_EQ(client.files.size(), 1U);
     EXPECT_EQ(client.prompts[0], "Recent task titles: A.");
     EXPECT_EQ(codec.sounds.at(client.files[0]).interleaved.size(), 1600U);
+    recognizer.hearAll("start a bee see");
+    loop.runFor(1900ms);
+    EXPECT_THAT(executed, IsEmpty()) << "the server has its time";
+    executesLate = true;
     client.answer(" start ABC - 1 ");
+    recognizer.hearAll("once more");
+    loop.runFor(5s);
     EXPECT_THAT(executed, ElementsAre("start ABC-1"));
+    answerExecution(outcome);
+    EXPECT_EQ(voice->doneNote(), "");
     EXPECT_THAT(recordings(), IsEmpty());
-    executed.clear();
+}
 
-    press(500ms);
-    release();
-    client.answer(failure(std::string("Transcribe failed (400): bad audio")));
+TEST_F(VoiceUploadTest, ThisDevicesTextIsUsedWhenTheServerHasNone) {
+    // Late, with the text waiting.
+    speak();
+    recognizer.hearAll("start one");
+    loop.runFor(2100ms);
+    EXPECT_EQ(voice->phase(), VoicePhase::done);
+    EXPECT_EQ(voice->doneNote(), "heard on this device");
+    EXPECT_TRUE(client.last.expired()) << "nobody waits for the server any more";
+    loop.runFor(VoiceManager::doneTime);
+    EXPECT_EQ(voice->doneNote(), "");
+    // Refused at once, and this device takes longer.
+    speak();
+    client.refuse("Transcribe failed (503)", true);
+    EXPECT_EQ(voice->phase(), VoicePhase::transcribing);
+    recognizer.hearAll("start two");
+    EXPECT_EQ(voice->doneNote(), "heard on this device");
+    loop.runFor(VoiceManager::doneTime);
+    // Both late: whoever is first.
+    speak();
+    loop.runFor(3s);
+    client.answer("start three");
+    recognizer.hearAll("start something");
+    EXPECT_EQ(voice->doneNote(), "");
+    EXPECT_THAT(executed, ElementsAre("start one", "start two", "start three"));
+}
+
+TEST_F(VoiceUploadTest, SomeRefusalsAreShown) {
+    speak();
+    recognizer.hearAll("start one");
+    client.refuse("Transcribe failed (400): bad audio", false);
     expectError("Transcribe failed (400): bad audio");
-    voice.reset();
+    // Neither of the two.
+    speak();
+    recognizer.fail(SpeechError::engineStopped);
+    EXPECT_EQ(voice->phase(), VoicePhase::transcribing) << "the server may still answer";
+    client.refuse("no network", true);
+    expectError("no network");
+    EXPECT_THAT(executed, IsEmpty());
+    // Nobody is signed in any more.
+    client.wanted = false;
+    const auto uploads = client.files.size();
+    speak();
+    recognizer.hearAll("start here");
+    EXPECT_EQ(client.files.size(), uploads);
+    EXPECT_THAT(executed, ElementsAre("start here"));
+    EXPECT_EQ(voice->doneNote(), "");
 }
 
 }  // namespace
