@@ -43,6 +43,8 @@ AppStore::Impl::~Impl() {
     if (saveProblem || !held.empty()) {
         flush();
     }
+    while (bulkPending && flushBulk(SIZE_MAX)) {
+    }
 }
 
 AppStore::AppStore(AppStorePorts ports) : impl_(std::make_unique<Impl>(std::move(ports))) {
@@ -397,6 +399,7 @@ std::optional<std::string> AppStore::undo() {
     const OperationRecord operation = *s.operation;
     StoreChange change = s.begin();
     s.takeBack(change, operation);
+    s.mendReferences(change);
     s.restoreInvariants(change);
     s.finish(std::move(change), std::nullopt);
     return operation.words;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,6 +15,7 @@
 #include "base/subscription.h"
 #include "core/mutation_sink.h"
 #include "core/records.h"
+#include "core/store_pull.h"
 #include "core/value_store.h"
 
 namespace tolvik {
@@ -151,6 +153,27 @@ public:
     void refresh();
     /// A pull has completed: carries out a pending stale check.
     void pullCompleted();
+
+    // --- the server's side -----------------------------------------------------------------------------------------
+
+    /// The earliest day that holds data on the server, as the last pull told.
+    [[nodiscard]] std::optional<DayKey> earliestDate() const;
+    /// To be called before a pull is asked for: notes from now on which records change here.
+    [[nodiscard]] std::shared_ptr<StorePull> beginPull();
+    /// Copies some more of the log for the comparison, a few milliseconds' worth; true when all is copied.
+    bool copySome(StorePull& pull);
+    /// Carries the plan for `pull.copy` out and settles what runs; nothing is owed for that. Records in `held` and
+    /// those that changed here since `beginPull` keep the local version. What the server lacks is queued for creation.
+    /// All in one transaction with `writes`, but for records whose late writing loses nothing, which follow in small
+    /// ones.
+    PullOutcome finishPull(StorePull& pull, PullPlan plan, const IdSet& held, WriteBatch writes);
+    /// Puts records back to what they are without a refused change, mends what then does not fit together and owes the
+    /// server nothing. One transaction with `writes`.
+    void restore(std::span<const ServerCopy> records, WriteBatch writes);
+    /// Makes the log that of another user: the present user's collections are set aside under that user's id, the new
+    /// one's brought back, in one transaction. The first user to sign in takes over the log that is here. True when
+    /// other collections are here now. Nothing has changed after a failure.
+    [[nodiscard]] Result<bool, StoreError> changeUser(const std::string& user);
 
     /// The four collections as one JSON object from key to array.
     [[nodiscard]] Result<std::string, StoreError> exportAll() const;

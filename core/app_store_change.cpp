@@ -172,7 +172,8 @@ void AppStore::Impl::takeBack(StoreChange& change, const OperationRecord& undone
         }
         std::vector<std::pair<std::size_t, Record>> deleted;
         for (const auto& image : images) {
-            if (!image.after) {
+            // Another device may have brought it back already.
+            if (!image.after && !all.find(image.before->id)) {
                 changesOf<Record>(change.done).push_back({std::nullopt, *image.before, image.index});
                 deleted.emplace_back(image.index, *image.before);
             }
@@ -191,6 +192,43 @@ void AppStore::Impl::takeBack(StoreChange& change, const OperationRecord& undone
     }
 }
 
+void AppStore::Impl::mendReferences(StoreChange& change) {
+    IdSet tagIds;
+    for (const TagModel& tag : tags.all()) {
+        tagIds.insert(tag.id);
+    }
+    reindexTasks();
+    for (std::size_t i = 0; i < tasks.all().size(); ++i) {
+        const TaskModel& task = tasks.all()[i];
+        const bool dangles = task.tagId && !tagIds.contains(*task.tagId);
+        const bool fits = task.status == "done" ? task.completedAt.has_value() : !task.completedAt;
+        if (dangles || !fits) {
+            editTask(change, i, [&](TaskModel& t) {
+                if (dangles) {
+                    t.tagId.reset();
+                }
+                if (!fits) {
+                    t.completedAt = t.status == "done" ? std::optional(change.now) : std::nullopt;
+                }
+                t.updatedAt = change.now;
+            });
+        }
+    }
+    const bool lostTask = std::ranges::any_of(change.done.tasks, [](const auto& image) { return !image.after; });
+    const bool broughtBack = std::ranges::any_of(change.done.logs, [](const auto& image) { return !image.before; }) ||
+                             std::ranges::any_of(change.done.entries, [](const auto& image) { return !image.before; });
+    if (!lostTask && !broughtBack) {
+        return;
+    }
+    removeIf<TimeEntry>(change, [&](const TimeEntry& entry) { return !taskIndex.contains(entry.taskId); });
+    removeIf<SwitchLog>(change, [&](const SwitchLog& log) { return !taskIndex.contains(log.toTaskId); });
+    for (std::size_t i = 0; i < logs.all().size(); ++i) {
+        if (logs.all()[i].fromTaskId && !taskIndex.contains(*logs.all()[i].fromTaskId)) {
+            edit<SwitchLog>(change, logs.placeOf(i), [](SwitchLog& log) { log.fromTaskId.reset(); });
+        }
+    }
+}
+
 void AppStore::Impl::reindexTasks() {
     taskIndex.clear();
     const auto& all = tasks.all();
@@ -205,6 +243,7 @@ void AppStore::Impl::finish(StoreChange change, std::optional<std::string> words
     if (!mutations.empty()) {
         ports.mutations.stage(held, mutations);
     }
+    note(change.done);
     for (const auto& image : change.done.tasks) {
         if (!image.before || !image.after) {
             reindexTasks();

@@ -67,9 +67,33 @@ struct AppStore::Impl {
     /// At most one running entry, of the one active, open task.
     void restoreInvariants(StoreChange& change);
     void takeBack(StoreChange& change, const OperationRecord& operation);
+    /// Clears references to what is not there and takes out entries and switches without a task.
+    void mendReferences(StoreChange& change);
     /// Saves the change and what it owes, derives the view and tells. Words make it the operation that can be undone.
     void finish(StoreChange change, std::optional<std::string> words);
     void reindexTasks();
+
+    // --- the server's side (app_store_merge.cpp) ---
+    bool copySome(StorePull& pull, std::size_t& collection, std::size_t& piece);
+    PullOutcome finishPull(StorePull& pull, PullPlan plan, const IdSet& queued, WriteBatch writes);
+    void restore(std::span<const ServerCopy> records, WriteBatch writes);
+    /// Mends references of the records named, of all records when something vanished that others may refer to; nothing
+    /// is owed for that. Then settles what runs.
+    void settle(const IdSet& suspects, bool anyone);
+    /// Changes a record for the others' sake, remembering what the server has.
+    template <class Record>
+    void adapt(typename PieceList<Record>::Place place, Record record);
+    template <class Record>
+    void adaptAway(const Identifier& id);
+    template <class Record>
+    void restoreOne(const ServerCopy& copy);
+    void note(const OperationRecord& done);
+    void queueCreations();
+    /// Saves and tells after a change that owes nothing.
+    void finishUnowed();
+    void scheduleBulk();
+    bool flushBulk(std::size_t count);
+    void reopen();
 
     // --- the disk (app_store_save.cpp) ---
     void load();
@@ -108,6 +132,15 @@ struct AppStore::Impl {
     /// The day and zone of the last look.
     DayKey seenToday;
     std::string seenZone;
+
+    std::optional<DayKey> earliestDate;
+    std::vector<std::weak_ptr<StorePull>> pulls;
+    /// What the server lacks and is to be told, the next last.
+    std::vector<std::pair<RecordKind, Identifier>> creations;
+    Timer creationTimer;
+    std::vector<ServerCopy> adapted;
+    bool bulkPending = false;
+    Timer bulkTimer;
 
     /// Writes that wait for the next batch besides the pieces: what is kept aside, what the server is owed.
     WriteBatch held;

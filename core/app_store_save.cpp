@@ -18,6 +18,7 @@ void AppStore::Impl::load() {
     tags.open();
     reindexTasks();
     (void)tags.all();
+    earliestDate = DayKey::parse(ports.values.text("tolvik.sync.earliestDate"));
     StoreChange repair{ports.clock.now(), Timestamp(ports.clock.now()), {}};
     restoreInvariants(repair);
     currentDate = today();
@@ -153,6 +154,11 @@ Result<void, std::string> AppStore::Impl::import(std::string_view json) {
         return failure(std::string(describe(*saveProblem)));
     }
     deletedTaskIds.clear();
+    for (const auto& weak : pulls) {
+        if (const auto pull = weak.lock()) {
+            pull->isVoid = true;
+        }
+    }
     StoreChange change = begin();
     restoreInvariants(change);
     finish(std::move(change), std::nullopt);

@@ -4,12 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "core/merge.h"
 #include "core/record_json.h"
 #include "core/record_shape.h"
 #include "core/value_store.h"
@@ -61,7 +64,8 @@ public:
             return;
         }
         for (const PieceInfo& info : *infos) {
-            pieces_.push_back({info, State::unread, false, 0, {}});
+            Piece& piece = pieces_.emplace_back();
+            piece.info = info;
             nextId_ = std::max(nextId_, info.id + 1);
             nextPosition_ = std::max(nextPosition_, info.position + 1);
         }
@@ -277,8 +281,70 @@ public:
         cutIntoPieces();
     }
 
-    /// Adds to `batch` what makes the stored collection equal to the one in memory.
-    void stage(WriteBatch& batch) const {
+    /// Forgets everything and learns anew which pieces there are.
+    void reopen() {
+        pieces_.clear();
+        gone_.clear();
+        flat_.clear();
+        eraseStored_ = false;
+        whole_ = false;
+        nextId_ = 1;
+        nextPosition_ = 0;
+        ++revision_;
+        open();
+    }
+
+    /// Reads up to `count` pieces that are not in memory yet; true when none is left.
+    bool readSome(std::size_t count) {
+        for (std::size_t p = 0; p < pieces_.size(); ++p) {
+            if (pieces_[p].state == State::unread) {
+                if (count-- == 0) {
+                    return false;
+                }
+                readPiece(p);
+            }
+        }
+        return true;
+    }
+
+    /// Carries a merge out: of the pieces that change, those without a record that `isUrgent` (as it was or as it is)
+    /// are left to `stageBulk`. Every piece must have been read.
+    void apply(CollectionPlan<Record> plan, const std::function<bool(const Record&)>& isUrgent) {
+        applyToPresent(plan, isUrgent);
+        if (plan.added.size() < 2 * perPiece_) {
+            for (Record& record : plan.added) {
+                append(std::move(record));
+            }
+            return;
+        }
+        const std::size_t first = pieces_.size();
+        if (pieces_.empty()) {
+            whole_ = true;
+            flat_ = std::move(plan.added);
+            cutIntoPieces();
+        } else {
+            appendInPieces(plan.added);
+        }
+        for (std::size_t p = std::min(first, pieces_.size()); p < pieces_.size(); ++p) {
+            pieces_[p].bulk = std::ranges::none_of(span(p), isUrgent);
+        }
+    }
+
+    /// Adds up to `count` of the pieces that may wait to `batch`; what it gave before and was not saved is given again.
+    std::size_t stageBulk(WriteBatch& batch, std::size_t count) {
+        std::size_t given = 0;
+        for (std::size_t p = 0; p < pieces_.size(); ++p) {
+            pieces_[p].staged = pieces_[p].dirty && pieces_[p].bulk && given < count;
+            if (pieces_[p].staged) {
+                stagePiece(batch, p);
+                ++given;
+            }
+        }
+        return given;
+    }
+
+    /// Adds to `batch` what makes the stored collection equal to the one in memory, but for pieces that may wait.
+    void stage(WriteBatch& batch) {
         if (eraseStored_) {
             batch.writes.emplace_back(WriteBatch::EraseCollection{key()});
         }
@@ -286,29 +352,25 @@ public:
             batch.writes.emplace_back(WriteBatch::ErasePiece{key(), id});
         }
         for (std::size_t p = 0; p < pieces_.size(); ++p) {
-            if (!pieces_[p].dirty) {
-                continue;
+            pieces_[p].staged = pieces_[p].dirty && !pieces_[p].bulk;
+            if (pieces_[p].staged) {
+                stagePiece(batch, p);
             }
-            if (sizeOf(p) == 0) {
-                batch.writes.emplace_back(WriteBatch::ErasePiece{key(), pieces_[p].info.id});
-                continue;
-            }
-            std::string bytes;
-            for (const Record& record : span(p)) {
-                if (!bytes.empty()) {
-                    bytes += ',';
-                }
-                appendRecord(bytes, record);
-            }
-            batch.writes.emplace_back(WriteBatch::PutPiece{key(), pieces_[p].info, std::move(bytes)});
         }
     }
     /// What `stage` gave is durable.
     void saved() {
         eraseStored_ = false;
         gone_.clear();
+        bulkSaved();
+    }
+    /// What `stageBulk` gave is durable.
+    void bulkSaved() {
         for (Piece& piece : pieces_) {
-            piece.dirty = false;
+            if (std::exchange(piece.staged, false)) {
+                piece.dirty = false;
+                piece.bulk = false;
+            }
         }
     }
 
@@ -318,6 +380,9 @@ private:
         PieceInfo info;
         State state = State::unread;
         bool dirty = false;
+        /// Changed, and nothing is lost but time when it is written late.
+        bool bulk = false;
+        bool staged = false;
         std::size_t first = 0;  ///< where it begins in `flat_`
         std::vector<Record> records;
     };
@@ -343,6 +408,71 @@ private:
         Piece& piece = pieces_[p];
         return whole_ ? std::span<Record>(flat_).subspan(piece.first, piece.info.count)
                       : std::span<Record>(piece.records);
+    }
+
+    void stagePiece(WriteBatch& batch, std::size_t p) const {
+        if (sizeOf(p) == 0) {
+            batch.writes.emplace_back(WriteBatch::ErasePiece{key(), pieces_[p].info.id});
+            return;
+        }
+        std::string bytes;
+        for (const Record& record : span(p)) {
+            if (!bytes.empty()) {
+                bytes += ',';
+            }
+            appendRecord(bytes, record);
+        }
+        batch.writes.emplace_back(WriteBatch::PutPiece{key(), pieces_[p].info, std::move(bytes)});
+    }
+
+    void applyToPresent(CollectionPlan<Record>& plan, const std::function<bool(const Record&)>& isUrgent) {
+        constexpr std::size_t few = 32;
+        if (plan.removed.size() > few) {
+            eraseIf([&](const Record& record) { return plan.removed.contains(record.id); }, [](auto, const auto&) {});
+        } else {
+            for (const Identifier& id : plan.removed) {
+                if (const auto place = find(id)) {
+                    erase(*place);
+                }
+            }
+        }
+        if (plan.replaced.size() <= few) {
+            for (auto& [id, record] : plan.replaced) {
+                if (const auto place = find(id)) {
+                    replace(*place, std::move(record));
+                }
+            }
+            return;
+        }
+        for (std::size_t p = 0; p < pieces_.size(); ++p) {
+            bool changed = false;
+            bool urgent = pieces_[p].dirty && !pieces_[p].bulk;
+            for (Record& record : mutableSpan(p)) {
+                if (const auto found = plan.replaced.find(record.id); found != plan.replaced.end()) {
+                    urgent = urgent || isUrgent(record) || isUrgent(found->second);
+                    record = std::move(found->second);
+                    changed = true;
+                }
+            }
+            if (changed) {
+                touch(p);
+                pieces_[p].bulk = !urgent;
+            }
+        }
+    }
+
+    void appendInPieces(std::vector<Record>& records) {
+        for (std::size_t begin = 0; begin < records.size(); begin += perPiece_) {
+            const std::size_t count = std::min(perPiece_, records.size() - begin);
+            addPiece(pieces_.size(), nextPosition_);
+            Piece& piece = pieces_.back();
+            auto& target = whole_ ? flat_ : piece.records;
+            const auto from = records.begin() + static_cast<std::ptrdiff_t>(begin);
+            target.insert(target.end(), std::make_move_iterator(from),
+                          std::make_move_iterator(from + static_cast<std::ptrdiff_t>(count)));
+            piece.info.count = static_cast<std::uint32_t>(count);
+            touch(pieces_.size() - 1);
+        }
     }
 
     void openWholeValue() {
@@ -464,7 +594,12 @@ private:
         const std::size_t first = p < pieces_.size() ? pieces_[p].first : flat_.size();
         const PieceInfo info{nextId_++, position, 0, {}};
         nextPosition_ = std::max(nextPosition_, position + 1);
-        pieces_.insert(pieces_.begin() + static_cast<std::ptrdiff_t>(p), Piece{info, State::ready, true, first, {}});
+        Piece piece;
+        piece.info = info;
+        piece.state = State::ready;
+        piece.dirty = true;
+        piece.first = first;
+        pieces_.insert(pieces_.begin() + static_cast<std::ptrdiff_t>(p), std::move(piece));
     }
 
     void removePiece(std::size_t p) {
