@@ -58,7 +58,7 @@ void forEachCodePoint(std::string_view text, Visit visit) {
     while (i < length) {
         const int32_t begin = i;
         UChar32 c = 0;
-        U8_NEXT_OR_FFFD(bytes, i, length, c);
+        U8_NEXT_OR_FFFD(bytes, i, length, c);  // NOLINT(bugprone-inc-dec-in-conditions): the library's macro
         visit(c, static_cast<std::size_t>(begin), static_cast<std::size_t>(i));
     }
 }
@@ -75,7 +75,7 @@ bool isUtf8(std::string_view text) {
     int32_t i = 0;
     while (i < length) {
         UChar32 c = 0;
-        U8_NEXT(bytes, i, length, c);
+        U8_NEXT(bytes, i, length, c);  // NOLINT(bugprone-inc-dec-in-conditions): the library's macro
         if (c < 0) {
             return false;
         }

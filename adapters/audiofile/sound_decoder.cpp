@@ -25,7 +25,7 @@ public:
     MemoryInput& operator=(const MemoryInput&) = delete;
     ~MemoryInput() {
         avformat_close_input(&format_);
-        av_freep(&io_->buffer);
+        av_freep(static_cast<void*>(&io_->buffer));
         avio_context_free(&io_);
     }
 

@@ -86,9 +86,13 @@ void PackageUpdateChecker::compare(const QString& candidate, const QString& pres
     });
 }
 
+void PackageUpdateChecker::DeleteLater::operator()(QProcess* process) const {
+    process->deleteLater();
+}
+
 void PackageUpdateChecker::run(const QString& program, const QStringList& arguments,
                                std::function<void(int exitCode, const QString& output)> done) {
-    process_ = std::make_unique<QProcess>();
+    process_.reset(new QProcess);
     QProcess* process = process_.get();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("LC_ALL", "C.UTF-8");
@@ -96,14 +100,15 @@ void PackageUpdateChecker::run(const QString& program, const QStringList& argume
     const auto finish = [this, process, done = std::move(done)](int exitCode) {
         process->disconnect();
         const QString output = QString::fromUtf8(process->readAllStandardOutput());
-        // The process is still in its own signal.
-        process_.release()->deleteLater();
+        process_.reset();
         done(exitCode, output);
     };
+    // NOLINTBEGIN(clang-analyzer-cplusplus.NewDeleteLeaks): Qt owns what a connection is made of
     connect(process, &QProcess::errorOccurred, this, [finish](QProcess::ProcessError) { finish(-1); });
     connect(process, &QProcess::finished, this, [finish](int exitCode, QProcess::ExitStatus status) {
         finish(status == QProcess::NormalExit ? exitCode : -1);
     });
+    // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
     QTimer::singleShot(answerLimitMs, process, [process] { process->kill(); });
     process->start(program, arguments);
 }

@@ -33,7 +33,11 @@ private:
     QString package_;
     QString ownVersion_;
     std::vector<std::function<void(const UpdateReport&)>> waiting_;
-    std::unique_ptr<QProcess> process_;
+    /// A process ends within a signal of its own, so it is deleted on a later turn of the loop.
+    struct DeleteLater {
+        void operator()(QProcess* process) const;
+    };
+    std::unique_ptr<QProcess, DeleteLater> process_;
 };
 
 /// What `apt-cache policy` said of one package; none for "(none)" or no such line.

@@ -60,8 +60,8 @@ std::string quotedForExec(const std::string& argument) {
     return quote ? '"' + out + '"' : out;
 }
 
-XdgLoginStart::XdgLoginStart(std::filesystem::path configHome, std::vector<std::string> command)
-    : file_(std::move(configHome) / "autostart" / "tolvik.desktop"), command_(std::move(command)) {}
+XdgLoginStart::XdgLoginStart(const std::filesystem::path& configHome, std::vector<std::string> command)
+    : file_(configHome / "autostart" / "tolvik.desktop"), command_(std::move(command)) {}
 
 bool XdgLoginStart::isEnabled() const {
     std::ifstream file(file_);

@@ -12,7 +12,7 @@ namespace tolvik {
 class XdgLoginStart final : public LoginStart {
 public:
     /// `configHome` is $XDG_CONFIG_HOME; `command` the program and its arguments, unquoted.
-    XdgLoginStart(std::filesystem::path configHome, std::vector<std::string> command);
+    XdgLoginStart(const std::filesystem::path& configHome, std::vector<std::string> command);
 
     [[nodiscard]] bool isEnabled() const override;
     [[nodiscard]] Result<void, std::string> setEnabled(bool enabled) override;

@@ -33,7 +33,7 @@ long residentMegabytes() {
     long total = 0;
     long resident = 0;
     file >> total >> resident;
-    return resident * sysconf(_SC_PAGESIZE) / (1024 * 1024);
+    return resident * sysconf(_SC_PAGESIZE) / (1024L * 1024L);
 }
 
 }  // namespace
