@@ -24,9 +24,10 @@ std::vector<Resolved> resolveRows(const ExportInput& input) {
         rows.push_back({&entry, owner->second.task, owner->second.project, entry.endedAt.value_or(now),
                         trackedMs(entry, input.now)});
     }
-    std::ranges::stable_sort(rows, {}, [](const Resolved& row) {
+    std::ranges::stable_sort(rows, {}, [&](const Resolved& row) {
         const auto start = row.entry->startedAt.instant();
-        return start ? start->ms : std::numeric_limits<std::int64_t>::min();
+        const auto day = start ? std::nullopt : startDay(*row.entry, input.zone);
+        return start ? start->ms : day ? input.zone.startOf(*day).ms : std::numeric_limits<std::int64_t>::min();
     });
     return rows;
 }

@@ -36,7 +36,8 @@ struct Resolved {
     [[nodiscard]] std::string_view status() const { return task == nullptr ? "" : std::string_view(task->status); }
 };
 
-/// The rows by start instant; what starts at once stays in the input's order, what starts at no instant comes first.
+/// The rows by start instant; what starts at once stays in the input's order, what starts at no instant comes at the
+/// beginning of the day that its first ten characters name, else first.
 [[nodiscard]] std::vector<Resolved> resolveRows(const ExportInput& input);
 
 /// The day keys of rows in order of time: neighbours mostly share one.
