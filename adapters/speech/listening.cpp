@@ -1,5 +1,6 @@
 #include "adapters/speech/listening.h"
 
+#include <array>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -15,6 +16,10 @@ std::string contentOf(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
+
+// Silence before and after the words, in samples.
+constexpr std::size_t usualRoom = 8000;
+constexpr auto lessRoom = std::to_array<std::size_t>({4000, 1600});
 
 std::vector<float> padded(std::span<const float> samples, std::size_t room) {
     std::vector<float> out(samples.size() + 2 * room, 0.0F);
@@ -89,15 +94,10 @@ Listening::Heard Listening::hear(std::span<const float> samples, bool mayBeComma
     Heard heard;
     // Silence around the words matters to the engine, which writes fewest wrong with half a second of it, and now and
     // then nothing at all; then it does with less.
-    for (const std::size_t room : {8000U, 4000U, 1600U}) {
-        heard.engineText = withoutPunctuation(engine_->decode(padded(samples, room)));
-        if (!heard.engineText.empty()) {
-            break;
-        }
-    }
-    heard.text = heard.engineText;
+    const auto decoded = [&](std::size_t room) { return withoutPunctuation(engine_->decode(padded(samples, room))); };
+    heard.engineText = decoded(usualRoom);
+    SoundEvidence evidence;
     if (grammar) {
-        SoundEvidence evidence;
         evidence.grammarHeard = second.get();
         if (evidence.grammarHeard) {
             evidence.fit = [&](const std::string& spoken) {
@@ -105,6 +105,22 @@ Listening::Heard Listening::hear(std::span<const float> samples, bool mayBeComma
                 return listener_->fit(samples, spoken);
             };
         }
+    }
+    if (heard.engineText.empty() && grammar) {
+        heard.text = bestText({}, *grammar, *pronouncer_, evidence);
+        if (!heard.text.empty()) {
+            return heard;
+        }
+    }
+    for (const std::size_t room : lessRoom) {
+        if (!heard.engineText.empty()) {
+            break;
+        }
+        heard.engineText = decoded(room);
+    }
+    heard.text = heard.engineText;
+    if (grammar) {
+        evidence.again = [&] { return decoded(lessRoom.front()); };
         heard.text = bestText(heard.engineText, *grammar, *pronouncer_, evidence);
     }
     return heard;

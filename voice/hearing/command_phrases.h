@@ -18,7 +18,7 @@ struct CommandPhrase {
     bool operator==(const CommandPhrase&) const = default;
 };
 
-/// All phrases that the parser knows, written out.
+/// The phrases that the parser's tables understand, written out; a test holds the two together.
 [[nodiscard]] const std::vector<CommandPhrase>& commandPhrases();
 
 /// Every sentence that a template stands for: "(a|b)" is a choice, "(a)?" may be left out.

@@ -9,13 +9,16 @@
 
 namespace tolvik {
 
-/// What the sound itself says; both may cost tens of milliseconds.
+/// What the sound itself says; the functions may cost tens of milliseconds, `again` as much as a decode.
 struct SoundEvidence {
     /// The grammar's sentence that fits the sound best, as spoken; none without a second listener.
     std::optional<std::string> grammarHeard;
     /// How well the sound fits a sentence, as spoken, in logarithmic units a frame; none when not at all. Null without
     /// a second listener.
     std::function<std::optional<double>(const std::string& spoken)> fit;
+    /// What the engine writes when it is asked again under slightly other conditions: where it is unsure it writes
+    /// something else. Null without a second try.
+    std::function<std::string()> again = nullptr;
 };
 
 /// The words without the punctuation that the engine puts at their end, and without its quotation marks.

@@ -18,6 +18,8 @@ begin B IH G IH N
 bug B AH G
 called K AO L D
 campaign K AE M P EY N
+clause K L AO Z
+claws K L AO Z
 client K L AY AH N T
 continue K AH N T IH N Y UW
 crash K R AE SH
@@ -110,6 +112,27 @@ TEST_F(SecondOpinion, WhatIsFarIsTakenOnlyWhenTheGrammarAndTheSoundAgree) {
               "Order hardware");
     EXPECT_EQ(best(engine, sound("order hardware", {{"or the hardware", -15.0}, {"order hardware", -30.0}})),
               "Or the hardware");
+}
+
+TEST_F(SecondOpinion, AWordAloneBecomesACommandOnlyWhereTheEngineIsUnsure) {
+    auto clause = sound("pause", {{"clause", -23.0}, {"pause", -23.8}, {"plus", -21.0}});
+    clause.again = [] { return std::string("Claws."); };
+    EXPECT_EQ(best("Clause.", clause), "pause");
+    clause.again = [] { return std::string("Clause."); };
+    EXPECT_EQ(best("Clause.", clause), "Clause");
+    auto nothing = sound("pause", {{"pause", -24.0}});
+    EXPECT_EQ(best("", nothing), "pause");
+    EXPECT_EQ(best("", sound("pause", {{"pause", -27.0}})), "");
+    EXPECT_EQ(best("", sound("start monthly", {{"pause", -24.0}})), "");
+}
+
+TEST_F(SecondOpinion, ASecondTryCountsWhenItFitsBetterOrNamesATask) {
+    auto evidence = sound(std::nullopt, {{"start painting the sartre", -18.0}, {"start painting the fence", -15.0}});
+    evidence.again = [] { return std::string("Start painting the fence."); };
+    EXPECT_EQ(best("Start painting the Sartre.", evidence), "Start painting the fence");
+    EXPECT_EQ(best("Start painting the fence.", evidence), "Start painting the fence");
+    evidence.again = [] { return std::string("Finished e-mail campaign."); };
+    EXPECT_EQ(best("The weather it is up.", evidence), "finished Email campaign");
 }
 
 TEST_F(SecondOpinion, NewTasksAndOtherSentencesAreLeftAlone) {
