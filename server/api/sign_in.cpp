@@ -47,14 +47,16 @@ std::string limitName(const Context& context, std::string_view what, std::string
 
 std::optional<Response> overLimits(Context& context, std::string_view what, std::string_view address,
                                    std::int64_t most) {
-    const std::string& peer = context.request.peer;
-    if (!peer.empty()) {
-        if (auto over = overLimit(context, limitName(context, what, "peer " + peer),
-                                  context.app.options.mostSignInsOfPeer, limitWindow)) {
-            return over;
-        }
+    // What the address's own limit refuses does not count for the peer, which may be a whole office.
+    if (auto over = overLimit(context, limitName(context, what, address), most, limitWindow)) {
+        return over;
     }
-    return overLimit(context, limitName(context, what, address), most, limitWindow);
+    const std::string& peer = context.request.peer;
+    if (peer.empty()) {
+        return std::nullopt;
+    }
+    return overLimit(context, limitName(context, what, "peer " + peer), context.app.options.mostSignInsOfPeer,
+                     limitWindow);
 }
 
 std::string codeHash(const Context& context, std::string_view salt, std::string_view address, std::string_view code) {
