@@ -44,7 +44,9 @@ RULES = {
         "a session hands on sound, perhaps to the server, and text, and gets an outcome back",
     ),
     "voice/hearing": Rule(
-        FEATURE + ("voice/parse/phrase_tables.h", "voice/parse/command.h", "voice/capture/speech_recognizer.h"),
+        FEATURE
+        + ("voice/parse/phrase_tables.h", "voice/parse/local_voice_parser.h", "voice/parse/command.h")
+        + ("voice/capture/speech_recognizer.h",),
         "what was heard is weighed against the words of commands and of the log",
     ),
     "adapters/sqlite": Rule(("base", "core/value_store.h"), "implements the value store"),
@@ -70,15 +72,16 @@ RULES = {
         ("base", "app/shell", "app/pill/pill_desktop.h"), "implements the shell's ports on D-Bus and files", qt=True
     ),
     "services": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "reports/pdf_writer.h")
+        FEATURE + ("dictionary", "backend", "sync", "voice", "reports/pdf_writer.h")
         + tuple("adapters/" + name for name in ("sqlite", "system", "embedding", "socket")),
         "composes what the command line and the desktop share",
     ),
     "commands": Rule(
-        FEATURE + ("dictionary", "voice/parse", "reports", "services"), "one request, one answer, whoever carries it"
+        FEATURE + ("dictionary", "backend", "sync", "voice/parse", "reports", "services"),
+        "one request, one answer, whoever carries it"
     ),
     "cli": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "reports", "services", "commands", "adapters"),
+        FEATURE + ("dictionary", "backend", "sync", "voice", "reports", "services", "commands", "adapters"),
         "a composition, without Qt",
     ),
     "server/storage": Rule(FEATURE, "what is kept and the statements for it; no database library"),
@@ -103,7 +106,7 @@ RULES = {
     ),
     "app/pill": Rule(FEATURE + ("voice", "app/shell", "app/models"), "the pill's window; the display is a port", qt=True),
     "app": Rule(
-        FEATURE + ("dictionary", "sync", "voice", "services", "commands", "adapters", "app", "ui"),
+        FEATURE + ("dictionary", "backend", "sync", "voice", "services", "commands", "adapters", "app", "ui"),
         "the desktop composition: the only place that joins everything",
         qt=True,
     ),
