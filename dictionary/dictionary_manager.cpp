@@ -1,6 +1,7 @@
 #include "dictionary/dictionary_manager.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -34,25 +35,34 @@ std::string changeBody(const DictEntry& entry, Instant now, bool isNew) {
     return out;
 }
 
-std::string deletionBody(const Identifier& id, Instant now) {
+/// An entry as it is remembered for the server's copy; any body of this path reads back as one.
+std::string recordOf(const DictEntry& entry) {
     std::string out;
     JsonObjectWriter object(out);
-    object.text("id", id.text());
-    object.boolean("deleted", true);
-    object.text("updatedAt", formatInstant(now));
+    object.text("id", entry.id.text());
+    object.text("term", entry.term);
+    object.text("hint", entry.hint);
+    if (entry.tagId) {
+        object.text("tagId", entry.tagId->text());
+    }
     return out;
 }
 
-std::string projectBody(const std::optional<Identifier>& tagId, Instant now) {
-    std::string out;
-    JsonObjectWriter object(out);
-    if (tagId) {
-        object.text("activeTagId", tagId->text());
-    } else {
-        object.null("activeTagId");
-    }
-    object.text("updatedAt", formatInstant(now));
-    return out;
+/// A change of `before`, or a new entry.
+Mutation put(const DictEntry& entry, Instant now, const std::optional<DictEntry>& before) {
+    return {"POST",
+            path,
+            changeBody(entry, now, !before),
+            entry.id,
+            {{RecordKind::dictionary, entry.id, before ? std::optional(recordOf(*before)) : std::nullopt}}};
+}
+
+Mutation deletion(const DictEntry& before) {
+    return {"DELETE",
+            std::string(path) + "/" + before.id.text(),
+            std::nullopt,
+            before.id,
+            {{RecordKind::dictionary, before.id, recordOf(before)}}};
 }
 
 }  // namespace
@@ -118,7 +128,8 @@ std::optional<Identifier> DictionaryManager::addTerm(std::string_view term, std:
     entry.id = ports_.random.identifier();
     const Instant now = ports_.clock.now();
     storage_.entries.push_back(entry);
-    finish(now, changeBody(entry, now, true), entry.id);
+    const Mutation owed = put(entry, now, std::nullopt);
+    finish(now, {&owed, 1});
     return entry.id;
 }
 
@@ -131,23 +142,26 @@ void DictionaryManager::editTerm(const Identifier& id, std::string_view term, st
     if (changed.term.empty() || changed == *found) {
         return;
     }
-    *found = changed;
     const Instant now = ports_.clock.now();
-    finish(now, changeBody(changed, now, false), id);
+    const Mutation owed = put(changed, now, *found);
+    *found = changed;
+    finish(now, {&owed, 1});
 }
 
 void DictionaryManager::deleteTerm(const Identifier& id) {
-    if (std::erase_if(storage_.entries, [&](const DictEntry& entry) { return entry.id == id; }) > 0) {
-        const Instant now = ports_.clock.now();
-        finish(now, deletionBody(id, now), id);
+    const auto found = std::ranges::find(storage_.entries, id, &DictEntry::id);
+    if (found != storage_.entries.end()) {
+        const Mutation owed = deletion(*found);
+        storage_.entries.erase(found);
+        finish(ports_.clock.now(), {&owed, 1});
     }
 }
 
 void DictionaryManager::setActiveProject(const std::optional<Identifier>& tagId) {
     if (storage_.activeTagId != tagId) {
         storage_.activeTagId = tagId;
-        const Instant now = ports_.clock.now();
-        finish(now, projectBody(tagId, now), std::nullopt);
+        save();
+        changed_.emit();
     }
 }
 
@@ -158,7 +172,7 @@ std::vector<Identifier> DictionaryManager::importEntries(std::string_view text,
     std::vector<Mutation> owed;
     for (auto& [term, hint] : planImport(parseImport(text).terms, storage_.entries, tagId).fresh) {
         DictEntry entry{ports_.random.identifier(), std::move(term), std::move(hint), tagId};
-        owed.push_back({"POST", path, changeBody(entry, now, true), entry.id});
+        owed.push_back(put(entry, now, std::nullopt));
         ids.push_back(entry.id);
         storage_.entries.push_back(std::move(entry));
     }
@@ -177,7 +191,7 @@ std::vector<DictionaryManager::Placed> DictionaryManager::deleteTerms(std::span<
     for (std::size_t i = 0; i < storage_.entries.size(); ++i) {
         DictEntry& entry = storage_.entries[i];
         if (doomed.contains(entry.id)) {
-            owed.push_back({"POST", path, deletionBody(entry.id, now), entry.id});
+            owed.push_back(deletion(entry));
             deleted.emplace_back(i, std::move(entry));
         } else {
             kept.push_back(std::move(entry));
@@ -201,7 +215,7 @@ void DictionaryManager::restore(std::span<const Placed> entries) {
         if (present.insert(entry.id).second) {
             const auto at = static_cast<std::ptrdiff_t>(std::min(place, storage_.entries.size()));
             storage_.entries.insert(storage_.entries.begin() + at, entry);
-            owed.push_back({"POST", path, changeBody(entry, now, true), entry.id});
+            owed.push_back(put(entry, now, std::nullopt));
         }
     }
     if (!owed.empty()) {
@@ -217,9 +231,74 @@ const DictEntry* DictionaryManager::find(std::string_view term, const std::optio
     return found == storage_.entries.end() ? nullptr : &*found;
 }
 
-void DictionaryManager::finish(Instant now, std::string body, std::optional<Identifier> entity) {
-    const Mutation owed{"POST", path, std::move(body), std::move(entity)};
-    finish(now, {&owed, 1});
+std::size_t DictionaryManager::mergePulled(const std::vector<DictEntry>& pulled, const IdSet& removed,
+                                           const IdSet& kept, bool isFull) {
+    const auto before = storage_.entries;
+    std::map<Identifier, DictEntry> theirs;
+    for (const DictEntry& entry : pulled) {
+        theirs.try_emplace(entry.id, entry);
+    }
+    std::vector<Mutation> owed;
+    const Instant now = ports_.clock.now();
+    std::erase_if(storage_.entries, [&](DictEntry& entry) {
+        const auto found = theirs.find(entry.id);
+        const bool known = found != theirs.end();
+        if (kept.contains(entry.id)) {
+            // The local version stays.
+        } else if (known) {
+            entry = found->second;
+        } else if (removed.contains(entry.id)) {
+            return true;
+        } else if (isFull) {
+            owed.push_back(put(entry, now, std::nullopt));
+        }
+        if (known) {
+            theirs.erase(found);
+        }
+        return false;
+    });
+    for (const DictEntry& entry : pulled) {
+        if (theirs.erase(entry.id) > 0 && !kept.contains(entry.id)) {
+            storage_.entries.push_back(entry);
+        }
+    }
+    if (!owed.empty()) {
+        finish(now, owed);
+    } else if (storage_.entries != before) {
+        save();
+        changed_.emit();
+    }
+    return owed.size();
+}
+
+void DictionaryManager::restoreCopies(std::span<const ServerCopy> copies) {
+    const auto before = storage_.entries;
+    for (const ServerCopy& copy : copies) {
+        if (copy.kind != RecordKind::dictionary) {
+            continue;
+        }
+        const auto found = std::ranges::find(storage_.entries, copy.id, &DictEntry::id);
+        const auto decoded = copy.record ? decodeStorage("{\"entries\":[" + *copy.record + "]}") : std::nullopt;
+        if (!copy.record && found != storage_.entries.end()) {
+            storage_.entries.erase(found);
+        } else if (decoded && decoded->entries.size() == 1) {
+            if (found != storage_.entries.end()) {
+                *found = decoded->entries.front();
+            } else {
+                storage_.entries.push_back(decoded->entries.front());
+            }
+        }
+    }
+    if (storage_.entries != before) {
+        save();
+        changed_.emit();
+    }
+}
+
+void DictionaryManager::reload() {
+    storage_ = {};
+    load();
+    changed_.emit();
 }
 
 void DictionaryManager::finish(Instant now, std::span<const Mutation> owed) {

@@ -10,6 +10,7 @@
 #include "base/clock.h"
 #include "base/main_loop.h"
 #include "base/subscription.h"
+#include "core/merge.h"
 #include "core/mutation_sink.h"
 #include "core/value_store.h"
 #include "dictionary/dict_entry.h"
@@ -71,12 +72,20 @@ public:
     /// change.
     [[nodiscard]] const DictEntry* find(std::string_view term, const std::optional<Identifier>& tagId) const;
 
+    /// Takes the server's entries over: those in `kept` keep the local version, `removed` ones go, and with `isFull`
+    /// what the server lacks is queued for creation. How many were queued.
+    std::size_t mergePulled(const std::vector<DictEntry>& pulled, const IdSet& removed, const IdSet& kept, bool isFull);
+    /// Puts entries back to what they are without a refused change; other kinds of records are passed over. Owes
+    /// nothing.
+    void restoreCopies(std::span<const ServerCopy> copies);
+    /// Reads what is kept anew, after the log became another user's.
+    void reload();
+
     Subscription onChanged(std::function<void()> callback) { return changed_.connect(std::move(callback)); }
 
 private:
     void load();
-    /// `body` is what the server is owed for the change made just now.
-    void finish(Instant now, std::string body, std::optional<Identifier> entity);
+    /// `owed` is what the server is owed for the change made just now.
     void finish(Instant now, std::span<const Mutation> owed);
     void save();
 

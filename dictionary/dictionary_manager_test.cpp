@@ -64,8 +64,7 @@ TEST_F(DictionaryManagerTest, EachChangeIsSavedWithWhatItOwesTheServer) {
     EXPECT_EQ(dictionary->activeTagId(), brivio);
     dictionary->deleteTerm(id);
     dictionary->deleteTerm(id);
-    EXPECT_THAT(sink.takeLines(),
-                ElementsAre("POST /dictionaries", "POST /dictionaries", "POST /dictionaries", "POST /dictionaries"));
+    EXPECT_THAT(sink.takeLines(), ElementsAre("POST /dictionaries", "POST /dictionaries", "DELETE /dictionaries"));
     EXPECT_EQ(kept(), R"({"entries":[],"activeTagId":")" + brivio.text() + R"("})");
 }
 
