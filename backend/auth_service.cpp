@@ -128,7 +128,11 @@ void AuthService::verify(std::string_view email, std::string_view code, Verified
         }
         auto kept = keep(*answer, email);
         if (kept) {
-            ports_.follower.userSignedIn();
+            if (const auto followed = ports_.follower.userSignedIn(); !followed) {
+                logout(kept->token, [] {});
+                ports_.session.clear();
+                kept = failure(AuthError{AuthError::Kind::server, followed.error()});
+            }
             ports_.session.announceChange();
         }
         done(std::move(kept));

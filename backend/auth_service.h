@@ -48,8 +48,9 @@ public:
     AccountFollower& operator=(const AccountFollower&) = delete;
     virtual ~AccountFollower() = default;
 
-    /// The session is established; the queue becomes this user's. Nothing is announced yet.
-    virtual void userSignedIn() = 0;
+    /// The session is established; log and queue become this user's. Nothing is announced yet. After a failure, whose
+    /// text is for the user, the sign-in is taken back.
+    [[nodiscard]] virtual Result<void, std::string> userSignedIn() = 0;
     /// Starts to send what is queued.
     virtual void flush() = 0;
     [[nodiscard]] virtual std::size_t pendingCount() = 0;

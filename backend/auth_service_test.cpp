@@ -15,7 +15,13 @@ namespace {
 class FakeFollower final : public AccountFollower {
 public:
     explicit FakeFollower(Session& session) : session_(session) {}
-    void userSignedIn() override { events += "in:" + session_.userId() + " "; }
+    [[nodiscard]] Result<void, std::string> userSignedIn() override {
+        events += "in:" + session_.userId() + " ";
+        if (!problem.empty()) {
+            return failure(problem);
+        }
+        return {};
+    }
     void flush() override { events += "flush "; }
     [[nodiscard]] std::size_t pendingCount() override { return pending; }
     void clearQueue() override { events += "clear "; }
@@ -23,6 +29,8 @@ public:
 
     std::string events;
     std::size_t pending = 0;
+    /// Why the log cannot become the user's.
+    std::string problem;
 
 private:
     Session& session_;
@@ -129,6 +137,13 @@ TEST_F(AuthServiceTest, revokesASessionThatCannotBeKept) {
     EXPECT_EQ(http.last().headers, (HttpHeaders{{"authorization", "Bearer tok"}}));
     EXPECT_EQ(http.last().timeout, Millis{5'000});
     EXPECT_EQ(session.email() + follower.events, "");
+
+    secrets.problem.reset();
+    follower.problem = "The disk is full.";
+    EXPECT_EQ(verify(200, R"({"token":"tok2","user":{"id":"u2","email":"bea@example.org"}})"), "The disk is full.");
+    EXPECT_EQ(http.last().headers, (HttpHeaders{{"authorization", "Bearer tok2"}}));
+    EXPECT_TRUE(secrets.items.empty());
+    EXPECT_EQ(session.userId(), "");
 }
 
 TEST_F(AuthServiceTest, signsOutOnceTheQueueIsEmptyOrFiveSecondsArePast) {

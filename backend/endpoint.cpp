@@ -92,6 +92,11 @@ bool isHttps(std::string_view base) {
 
 BackendEndpoint::BackendEndpoint(Configured configured) : configured_(std::move(configured)) {}
 
+bool BackendEndpoint::isConfigured() const {
+    const auto base = configured_();
+    return base && !base->empty();
+}
+
 std::string BackendEndpoint::baseUrl() const {
     if (auto base = configured_(); base && !base->empty()) {
         return std::move(*base);

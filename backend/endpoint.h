@@ -24,6 +24,7 @@ public:
     using Configured = std::function<std::optional<std::string>()>;
     explicit BackendEndpoint(Configured configured);
 
+    [[nodiscard]] bool isConfigured() const;
     /// As configured; empty, with a line in the log, when nothing is.
     [[nodiscard]] std::string baseUrl() const;
 

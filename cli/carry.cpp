@@ -11,6 +11,7 @@
 #include "adapters/system/system_random.h"
 #include "adapters/system/system_time_zone.h"
 #include "adapters/system/thread_workers.h"
+#include "commands/account_commands.h"
 #include "commands/command_service.h"
 #include "dictionary/dictionary_manager.h"
 #include "services/log_access.h"
@@ -42,6 +43,13 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
         return failed(request, fmt::format("The log at {} cannot be opened. {}\nSee: tolvik doctor",
                                            paths.database().string(), describe(services.error())));
     }
+    AccountCommands account({.session = (*services)->session(),
+                             .auth = (*services)->auth(),
+                             .profile = (*services)->profile(),
+                             .outbox = (*services)->outbox(),
+                             .endpoint = (*services)->endpoint(),
+                             .loop = loop,
+                             .goOnline = [&] { (*services)->goOnline(); }});
     CommandService service({.store = (*services)->store(),
                             .values = (*services)->values(),
                             .executor = (*services)->executor(),
@@ -49,11 +57,12 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .timeZone = zone,
                             .terms = [&] { return (*services)->dictionary().terms(); },
                             .dictionary = &(*services)->dictionary(),
+                            .account = &account,
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;
     service.run(request, [&](CommandResponse made) { response = std::move(made); });
-    // Only a sentence that waits for the server's parser, which has its own time limit, is not answered at once.
+    // What waits for the server has time limits of its own.
     constexpr Millis longest{30'000};
     if (!response && !loop.runUntil([&] { return response.has_value(); }, longest)) {
         return failed(request, "The command was not finished in time.");

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "base/text.h"
+#include "commands/account_commands.h"
 #include "commands/command_line.h"
 #include "commands/log_report.h"
 #include "commands/parse_lines.h"
@@ -543,6 +544,12 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
     }
     if (request.command == "say") {
         impl_->say(request, done);
+        return;
+    }
+    if (impl_->ports.account != nullptr && AccountCommands::knows(request.command)) {
+        impl_->ports.account->run(request, [this, request, done](CommandResponse response) {
+            done(impl_->finished(request, std::move(response)));
+        });
         return;
     }
     const auto handler = handlers.find(request.command);

@@ -13,6 +13,7 @@
 
 namespace tolvik {
 
+class AccountCommands;
 class DictionaryManager;
 
 /// What a person's vocabulary brings to recognition.
@@ -36,6 +37,8 @@ public:
         std::function<std::vector<std::string>()> terms = {};
         /// The user's vocabulary; null where a process has none.
         DictionaryManager* dictionary = nullptr;
+        /// The commands about the account; null where a process has none.
+        AccountCommands* account = nullptr;
         /// Brings the window to the front; empty where there is none.
         std::function<void()> raise = {};
         /// True where the process ends after the command: what cannot be saved now is lost.
@@ -48,7 +51,7 @@ public:
     CommandService& operator=(const CommandService&) = delete;
     ~CommandService();
 
-    /// `done` is called once, at once except for sentences that wait for the server's parser.
+    /// `done` is called once, at once except for what waits for the server.
     void run(const CommandRequest& request, const Done& done);
     /// The same for an encoded request and an encoded response.
     void answer(std::string_view request, std::function<void(std::string)> reply);

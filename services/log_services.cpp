@@ -2,12 +2,18 @@
 
 #include <atomic>
 #include <optional>
+#include <spdlog/spdlog.h>
 #include <utility>
 
 #include "adapters/sqlite/sqlite_value_store.h"
+#include "backend/auth_service.h"
+#include "backend/profile_service.h"
 #include "dictionary/dictionary_manager.h"
+#include "services/backend_config.h"
 #include "services/lazy_embedder.h"
+#include "services/lazy_network.h"
 #include "sync/sync_outbox.h"
+#include "voice/parse/voice_parse_service.h"
 
 namespace tolvik {
 namespace {
@@ -26,16 +32,27 @@ SqliteValueStore::Options storeOptions(const LogServices::Options& options) {
 
 }  // namespace
 
-struct LogServices::Impl {
+struct LogServices::Impl final : AccountFollower {
     Impl(Paths where, Ports lent, const Options& options)
         : places(std::move(where)),
           ports(std::move(lent)),
           values(places.database().string(), storeOptions(options)),
           embedder(std::make_shared<LazyEmbedder>(places.embeddingModule(), places.embeddingModel())),
-          parser(std::make_shared<LocalVoiceParser>(embedder.get())) {}
+          parser(std::make_shared<LocalVoiceParser>(embedder.get())),
+          lazyHttp(places.httpModule(), ports.loop),
+          lazySecrets(places.secretsModule()),
+          http(ports.http == nullptr ? lazyHttp : *ports.http),
+          endpoint(ports.backendUrl
+                       ? ports.backendUrl
+                       : [environment = processEnvironment(),
+                          files = configurationFiles(places)] { return configuredBackendUrl(environment, files); }),
+          session(values, ports.secrets == nullptr ? lazySecrets : *ports.secrets),
+          serverParser({http, endpoint, session, ports.loop}),
+          profile(http, endpoint, session),
+          auth({http, endpoint, session, ports.loop, ports.clock, *this}) {}
 
     // A process that is about to end leaves the queue's file as it should be.
-    ~Impl() {
+    ~Impl() override {
         if (outbox) {
             outbox->settle();
         }
@@ -43,7 +60,7 @@ struct LogServices::Impl {
 
     /// The rest needs a file that can be read.
     void openLog() {
-        const auto signedIn = ports.isSignedIn ? ports.isSignedIn : [] { return false; };
+        const auto signedIn = [this] { return session.isSignedIn(); };
         outbox.emplace(
             SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
         ChangeHoldOff& announcements = ports.holdOff == nullptr ? noHoldOff : *ports.holdOff;
@@ -51,8 +68,35 @@ struct LogServices::Impl {
         store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox,
                                     announcements, [this] { return dictionary->activeTagId(); }, signedIn,
                                     ports.requestDay});
-        executor.emplace(CommandExecutor::Ports{*store, *parser, ports.backend, signedIn,
+        executor.emplace(CommandExecutor::Ports{*store, *parser, &serverParser, signedIn,
                                                 [this] { return dictionary->vocabularyText(activeProjectName()); }});
+    }
+
+    void goOnline() {
+        if (!std::exchange(online, true)) {
+            outbox->goOnline({http, endpoint, session, ports.holdOff == nullptr ? noHoldOff : *ports.holdOff});
+        }
+    }
+
+    // --- what follows the account ----------------------------------------------------------------------------------
+    [[nodiscard]] Result<void, std::string> userSignedIn() override {
+        // The log goes first: until it is that user's, nothing of it may be sent in that user's name.
+        if (const auto changed = store->changeUser(session.userId()); !changed) {
+            return failure(std::string(describe(changed.error())));
+        }
+        if (const auto moved = outbox->userSignedIn(); !moved) {
+            spdlog::error("what was queued without an account stays there: {}", describe(moved.error()));
+        }
+        return {};
+    }
+    void flush() override { outbox->flush(); }
+    [[nodiscard]] std::size_t pendingCount() override { return outbox->pendingCount(); }
+    void clearQueue() override { outbox->clear(); }
+    void signedOut() override {
+        outbox->userChanged();
+        if (onSignedOut) {
+            onSignedOut();
+        }
     }
 
     [[nodiscard]] std::string activeProjectName() const {
@@ -68,6 +112,16 @@ struct LogServices::Impl {
     // Shared with the worker that warms them up, which may outlive the services by a moment.
     std::shared_ptr<LazyEmbedder> embedder;
     std::shared_ptr<LocalVoiceParser> parser;
+    LazyHttpClient lazyHttp;
+    LazySecretStore lazySecrets;
+    HttpClient& http;
+    BackendEndpoint endpoint;
+    Session session;
+    VoiceParseService serverParser;
+    ProfileService profile;
+    AuthService auth;
+    bool online = false;
+    std::function<void()> onSignedOut;
     std::optional<SyncOutbox> outbox;
     std::optional<DictionaryManager> dictionary;
     std::optional<AppStore> store;
@@ -114,6 +168,34 @@ DictionaryManager& LogServices::dictionary() {
 
 SyncOutbox& LogServices::outbox() {
     return *impl_->outbox;
+}
+
+HttpClient& LogServices::http() {
+    return impl_->http;
+}
+
+const BackendEndpoint& LogServices::endpoint() {
+    return impl_->endpoint;
+}
+
+Session& LogServices::session() {
+    return impl_->session;
+}
+
+AuthService& LogServices::auth() {
+    return impl_->auth;
+}
+
+ProfileService& LogServices::profile() {
+    return impl_->profile;
+}
+
+void LogServices::goOnline() {
+    impl_->goOnline();
+}
+
+void LogServices::setSignedOut(std::function<void()> callback) {
+    impl_->onSignedOut = std::move(callback);
 }
 
 const LocalVoiceParser& LogServices::parser() {

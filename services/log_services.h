@@ -16,7 +16,13 @@
 
 namespace tolvik {
 
+class AuthService;
+class BackendEndpoint;
 class DictionaryManager;
+class HttpClient;
+class ProfileService;
+class SecretStore;
+class Session;
 class SyncOutbox;
 
 /// The log and what understands sentences about it: the part that the desktop and the command line share. The caller
@@ -32,10 +38,12 @@ public:
         Workers& workers;
         /// Null while there is no change stream.
         ChangeHoldOff* holdOff = nullptr;
-        /// Null while there is no account.
-        BackendParser* backend = nullptr;
-        /// Empty stands for signed out.
-        std::function<bool()> isSignedIn = {};
+        /// Null for the module beside the program, loaded with the first request.
+        HttpClient* http = nullptr;
+        /// Null for the module beside the program, loaded when the session is first asked for.
+        SecretStore* secrets = nullptr;
+        /// The server's address; empty for the one of environment and configuration files.
+        std::function<std::optional<std::string>()> backendUrl = {};
         /// Empty while there is no server.
         std::function<void(DayKey)> requestDay = {};
     };
@@ -67,6 +75,16 @@ public:
     [[nodiscard]] AppStore& store();
     [[nodiscard]] DictionaryManager& dictionary();
     [[nodiscard]] SyncOutbox& outbox();
+    [[nodiscard]] HttpClient& http();
+    [[nodiscard]] const BackendEndpoint& endpoint();
+    [[nodiscard]] Session& session();
+    [[nodiscard]] AuthService& auth();
+    [[nodiscard]] ProfileService& profile();
+    /// From now on the queue is sent while somebody is signed in. A process that ends after its command leaves that to
+    /// one that lives longer, unless the command is about the account.
+    void goOnline();
+    /// Follows each end of a session here, after the queue: what else belongs to it.
+    void setSignedOut(std::function<void()> callback);
     [[nodiscard]] const LocalVoiceParser& parser();
     [[nodiscard]] CommandExecutor& executor();
 

@@ -59,6 +59,14 @@ fs::path Paths::pdfModule() const {
     return moduleFile(programs, kPdfModule);
 }
 
+fs::path Paths::httpModule() const {
+    return moduleFile(programs, "tolvik-http.so");
+}
+
+fs::path Paths::secretsModule() const {
+    return moduleFile(programs, "tolvik-secrets.so");
+}
+
 Environment processEnvironment() {
     return [](const char* name) -> std::optional<std::string> {
         const char* value = std::getenv(name);

@@ -28,6 +28,9 @@ struct Paths {
     [[nodiscard]] std::filesystem::path embeddingModule() const;
     /// The module that draws reports, loaded when the first is drawn; may not exist.
     [[nodiscard]] std::filesystem::path pdfModule() const;
+    /// The modules that send requests and that keep the session, loaded when first needed; may not exist.
+    [[nodiscard]] std::filesystem::path httpModule() const;
+    [[nodiscard]] std::filesystem::path secretsModule() const;
 };
 
 /// The value of an environment variable; none when it is not set.

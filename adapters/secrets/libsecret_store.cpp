@@ -14,13 +14,13 @@
 namespace tolvik {
 namespace {
 
-constexpr const char* kService = "org.tolvik.Tolvik";
+constexpr const char* kService = "net.tolvik.Tolvik";
 constexpr std::chrono::minutes kLongest{2};
 
 const SecretSchema& schema() {
     static const SecretSchema made = [] {
         SecretSchema fields{};
-        fields.name = "org.tolvik.Session";
+        fields.name = "net.tolvik.Session";
         fields.flags = SECRET_SCHEMA_NONE;
         fields.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
         fields.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};

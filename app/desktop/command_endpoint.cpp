@@ -9,13 +9,21 @@
 namespace tolvik {
 
 CommandEndpoint::CommandEndpoint(Ports ports)
-    : service_(CommandService::Ports{.store = ports.services.store(),
+    : account_({.session = ports.services.session(),
+                .auth = ports.services.auth(),
+                .profile = ports.services.profile(),
+                .outbox = ports.services.outbox(),
+                .endpoint = ports.services.endpoint(),
+                .loop = ports.loop,
+                .goOnline = [&services = ports.services] { services.goOnline(); }}),
+      service_(CommandService::Ports{.store = ports.services.store(),
                                      .values = ports.services.values(),
                                      .executor = ports.services.executor(),
                                      .clock = ports.clock,
                                      .timeZone = ports.timeZone,
                                      .terms = [&services = ports.services] { return services.dictionary().terms(); },
                                      .dictionary = &ports.services.dictionary(),
+                                     .account = &account_,
                                      .raise = std::move(ports.raise)}) {
     auto server = CommandSocketServer::start(
         ports.services.paths().socket(), ports.loop,

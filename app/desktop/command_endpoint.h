@@ -6,6 +6,7 @@
 #include "adapters/socket/command_socket_server.h"
 #include "base/clock.h"
 #include "base/main_loop.h"
+#include "commands/account_commands.h"
 #include "commands/command_service.h"
 #include "services/log_services.h"
 
@@ -26,6 +27,7 @@ public:
     explicit CommandEndpoint(Ports ports);
 
 private:
+    AccountCommands account_;
     CommandService service_;
     std::unique_ptr<CommandSocketServer> server_;
 };

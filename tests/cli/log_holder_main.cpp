@@ -13,6 +13,7 @@
 #include "adapters/system/system_random.h"
 #include "adapters/system/system_time_zone.h"
 #include "adapters/system/thread_workers.h"
+#include "commands/account_commands.h"
 #include "commands/command_service.h"
 #include "dictionary/dictionary_manager.h"
 #include "services/log_access.h"
@@ -54,6 +55,13 @@ int main(int argc, char** argv) {
         std::cerr << describe(services.error()) << "\n";
         std::quick_exit(3);
     }
+    AccountCommands account({.session = (*services)->session(),
+                             .auth = (*services)->auth(),
+                             .profile = (*services)->profile(),
+                             .outbox = (*services)->outbox(),
+                             .endpoint = (*services)->endpoint(),
+                             .loop = loop,
+                             .goOnline = [&] { (*services)->goOnline(); }});
     CommandService service({.store = (*services)->store(),
                             .values = (*services)->values(),
                             .executor = (*services)->executor(),
@@ -61,6 +69,7 @@ int main(int argc, char** argv) {
                             .timeZone = zone,
                             .terms = [&] { return (*services)->dictionary().terms(); },
                             .dictionary = &(*services)->dictionary(),
+                            .account = &account,
                             .raise = [] { std::cout << "raised" << std::endl; }});
     auto server = CommandSocketServer::start(paths.socket(), loop,
                                              [&](const std::string& request, CommandSocketServer::Reply reply) {
