@@ -93,7 +93,7 @@ RULES = {
         "implements the server's storage for many instances, which tell each other what handlers announce",
     ),
     "server/api": Rule(
-        FEATURE + ("server/storage", "sync/pull_response.h", "voice/parse", "reports"),
+        FEATURE + ("server/storage", "sync/pull_response.h", "voice/parse", "reports", "ai/answer"),
         "handlers are functions of request, storage, clock and chance; no network, no database library",
     ),
     "server": Rule(
