@@ -16,12 +16,14 @@
 #include "server/api/server_app.h"
 #include "server/dispatch/dispatcher.h"
 #include "server/mail/smtp_code_sender.h"
+#include "server/model/http_language_model.h"
 #include "server/net/network_server.h"
 #include "server/net/response_text.h"
 #include "server/observe/json_log.h"
 #include "server/observe/request_metrics.h"
 #include "server/open_storage.h"
 #include "server/resources.h"
+#include "server/speech/process_transcriber.h"
 #include "server/tls/dev_authority.h"
 #include "server/tls/tls_credentials.h"
 
@@ -102,6 +104,7 @@ struct Service {
 
     std::optional<Refused> openTls();
     std::optional<Refused> openMail();
+    std::optional<Refused> openServices();
     std::optional<Refused> openNetwork();
     std::optional<Refused> openMetrics();
     void announceStart() const;
@@ -118,6 +121,8 @@ struct Service {
     std::unique_ptr<CodeSender> mail;
     SystemClock clock;
     SystemRandom random;
+    std::unique_ptr<Transcriber> transcriber;
+    std::unique_ptr<LanguageModel> languageModel;
     std::unique_ptr<ServerApp> app;
     std::unique_ptr<StreamHub> hub;
     // The network is destroyed after whoever replies to it, and is told to stop before.
@@ -164,7 +169,10 @@ std::optional<Refused> Service::open() {
         }
         options.pepper = std::move(*secret);
     }
-    app = std::make_unique<ServerApp>(ServerPorts{clock, random}, options);
+    if (auto refused = openServices()) {
+        return refused;
+    }
+    app = std::make_unique<ServerApp>(ServerPorts{clock, random, transcriber.get(), languageModel.get()}, options);
     if (auto refused = openNetwork()) {
         return refused;
     }
@@ -234,6 +242,37 @@ std::optional<Refused> Service::openMail() {
             log.write(LogLevel::error, "mail_failed", {{"problem", problem}});
         }
     });
+    return std::nullopt;
+}
+
+std::optional<Refused> Service::openServices() {
+    if (config.speech) {
+        std::error_code error;
+        const auto program = std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / "tolvik-transcribe";
+        if (std::filesystem::exists(program)) {
+            transcriber =
+                std::make_unique<ProcessTranscriber>(ProcessTranscriber::Options{program, config.speechModel});
+        } else {
+            log.write(LogLevel::warning, "no_speech",
+                      {{"advice", "tolvik-transcribe is not installed beside the server"}});
+        }
+    }
+    if (config.modelUrl.empty()) {
+        return std::nullopt;
+    }
+    if (config.modelName.empty()) {
+        return wrongOptions("--model-url goes with --model-name.");
+    }
+    HttpLanguageModel::Options options{
+        config.modelUrl, config.modelName, {}, std::chrono::milliseconds(config.modelTimeoutMs)};
+    if (!config.modelKeyFile.empty()) {
+        auto secret = readSecretFile(config.modelKeyFile);
+        if (!secret) {
+            return missing(std::move(secret.error()));
+        }
+        options.key = std::move(*secret);
+    }
+    languageModel = std::make_unique<HttpLanguageModel>(std::move(options));
     return std::nullopt;
 }
 
