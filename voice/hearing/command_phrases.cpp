@@ -55,6 +55,7 @@ constexpr auto templates = std::to_array<std::string_view>({
     "ship it",
     // stop
     "(stop|pause|break|enough|hold on)",
+    "(stop|pause) for now",
     "(stop|pause) (the)? (timer|task|tracking|it|this)",
     "(stop|pause|stopping) (working on|work on)? (the)? @",
     "(take a|taking a|need a|going on) break",
