@@ -99,6 +99,10 @@ Outcome take(Context& context, std::string_view kind, std::span<const Member> me
     if (events == nullptr || events->array() == nullptr || events->array()->size() > mostInBatch) {
         return {badRequest("events: not a list of at most 1000 events")};
     }
+    context.transaction.lock(context.session.account);
+    if (!context.transaction.account(context.session.account)) {
+        return {unauthorized()};
+    }
     // A device keeps a refused batch and sends it again, so what cannot be used is passed over.
     std::int64_t accepted = 0;
     for (const JsonValue& event : *events->array()) {

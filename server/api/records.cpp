@@ -258,8 +258,12 @@ Outcome once(Context& context, RecordKind kind, MakeEffect makeEffect) {
     }
     transaction.lock(account);
     const auto count = transaction.countOperation(account, context.now, operationWindow);
-    if (count.window.used > mostOperations) {
-        return {tooMany((count.window.until - context.now).count() / 1000 + 1)};
+    if (!count) {
+        // Deleted while this waited for the account.
+        return {unauthorized()};
+    }
+    if (count->window.used > mostOperations) {
+        return {tooMany((count->window.until - context.now).count() / 1000 + 1)};
     }
     const std::string print = id.empty() ? "" : printOf(context.request);
     if (!id.empty()) {
@@ -271,7 +275,7 @@ Outcome once(Context& context, RecordKind kind, MakeEffect makeEffect) {
             return {problem(known->status, "refused_before", "This change was refused when it first came.")};
         }
     }
-    Effect effect = makeEffect(context, kind, count.records);
+    Effect effect = makeEffect(context, kind, count->records);
     if (!id.empty() && effect.response.status < firstServerStatus) {
         transaction.addOperation(account, id, {print, effect.response.status}, context.now);
     }

@@ -29,6 +29,10 @@ Response badRequest(std::string_view text) {
     return problem(400, "bad_request", text);
 }
 
+Response unauthorized() {
+    return problem(401, "unauthorized", "The session is over. Sign in again.");
+}
+
 Response tooMany(std::int64_t seconds) {
     Response out = problem(429, "too_many_requests", "Too many requests. Please wait a moment and try again.");
     out.headers.emplace_back("Retry-After", std::to_string(std::max<std::int64_t>(seconds, 1)));

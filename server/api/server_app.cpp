@@ -105,10 +105,6 @@ Found find(std::string_view method, std::string_view path) {
     return out;
 }
 
-Response unauthorized() {
-    return problem(401, "unauthorized", "The session is over. Sign in again.");
-}
-
 }  // namespace
 
 struct ServerApp::Impl : AppState {
@@ -178,6 +174,14 @@ RouteInfo ServerApp::route(std::string_view method, std::string_view path) {
         return {};
     }
     return {found.route->kind, found.route->bodyLimit, found.route->pattern};
+}
+
+std::vector<std::pair<std::string_view, std::string_view>> ServerApp::routes() {
+    std::vector<std::pair<std::string_view, std::string_view>> out;
+    for (const Route& one : server::routes) {
+        out.emplace_back(one.method, one.pattern);
+    }
+    return out;
 }
 
 Outcome ServerApp::handle(const Request& request, Transaction& transaction) {

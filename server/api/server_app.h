@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/clock.h"
@@ -78,6 +79,9 @@ public:
 
     /// `method` and `path` as sent, without the query. HEAD is not GET.
     [[nodiscard]] static RouteInfo route(std::string_view method, std::string_view path);
+
+    /// Methods and patterns of all routes.
+    [[nodiscard]] static std::vector<std::pair<std::string_view, std::string_view>> routes();
 
     /// Answers one request in the transaction. When the transaction fails afterwards, `unavailable` is the answer and
     /// the outcome counts for nothing.

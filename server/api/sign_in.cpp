@@ -123,6 +123,11 @@ Outcome verifyCode(Context& context) {
         transaction.addAccount(fresh.text(), *address, context.now);
         account = transaction.accountOf(*address);
     }
+    if (account) {
+        // Deleted between the two, it must not get a session.
+        transaction.lock(account->number);
+        account = transaction.account(account->number);
+    }
     if (!account) {
         return {ServerApp::unavailable()};
     }

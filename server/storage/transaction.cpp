@@ -116,8 +116,9 @@ UseCount Transaction::countUse(std::string_view name, Instant now, Millis window
     return out;
 }
 
-Transaction::OperationCount Transaction::countOperation(std::int64_t account, Instant now, Millis window) {
-    OperationCount out;
+std::optional<Transaction::OperationCount> Transaction::countOperation(std::int64_t account, Instant now,
+                                                                       Millis window) {
+    std::optional<OperationCount> out;
     sql_.run(Sql::countOperation, {account, now.ms, (now - window).ms},
              [&](const SqlRow& row) { out = {{row.integer(1), Instant{row.integer(0)} + window}, row.integer(2)}; });
     return out;

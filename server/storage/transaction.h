@@ -121,7 +121,8 @@ public:
         /// The account's records of all kinds.
         std::int64_t records = 0;
     };
-    [[nodiscard]] OperationCount countOperation(std::int64_t account, Instant now, Millis window);
+    /// None when the account is gone.
+    [[nodiscard]] std::optional<OperationCount> countOperation(std::int64_t account, Instant now, Millis window);
 
     // --- operations ---
     [[nodiscard]] std::optional<OperationRow> operation(std::int64_t account, std::string_view id);

@@ -112,7 +112,7 @@ TEST_P(RecordsTest, EveryMemberIsChecked) {
     EXPECT_EQ(send(token, "POST", "/tasks", std::string(20'000, '[')).status, 400);
     EXPECT_EQ(send(token, "POST", "/tasks", task(newId()), {{"x-op-id", std::string(65, 'x')}}).status, 400);
     EXPECT_EQ(send(token, "PUT", "/tasks").status, 405);
-    EXPECT_EQ(send(token, "GET", "/ai/summary/daily").status, 404);
+    EXPECT_EQ(send(token, "GET", "/tasks/a/b").status, 404);
     EXPECT_EQ(pull(token)["tasks"].size(), 1U);
 }
 
@@ -215,6 +215,11 @@ TEST_P(RecordsTest, DeletingATaskTakesWhatBelongsToItAndBeatsEdits) {
     EXPECT_EQ(op("PATCH", "/switch-logs/" + from, {{"fromTaskId", id}}).status, 200);
     EXPECT_EQ(byId(pull(token)["switchLogs"], from)["fromTaskId"], id);
     EXPECT_FALSE(isDeleted(pull(token), run));
+    EXPECT_EQ(byId(pull(token)["tasks"], id)["isActive"], true);
+    EXPECT_EQ(op("DELETE", "/time-entries/" + run).status, 200);
+    EXPECT_EQ(op("DELETE", "/switch-logs/" + from).status, 200);
+    EXPECT_TRUE(isDeleted(pull(token), run) && isDeleted(pull(token), from));
+    EXPECT_EQ(byId(pull(token)["tasks"], id)["isActive"], false) << "nothing runs any more";
 }
 
 TEST_P(RecordsTest, DeletingAProjectLeavesItsTasksWithoutOne) {

@@ -7,16 +7,24 @@
 namespace tolvik::server {
 namespace {
 
-/// The answers of the whole run, one JSON object a line, for the check against their description.
+/// The answers of the whole run, one JSON object a line after one with all routes, for the check against their
+/// description.
 void record(const Request& request, const Response& response) {
-    if (const char* path = std::getenv("TOLVIK_RECORD_ANSWERS")) {
-        std::ofstream(path, std::ios::app) << Json{{"method", request.method},
-                                                   {"path", ServerApp::route(request.method, request.path).name},
-                                                   {"status", response.status},
-                                                   {"body", response.body}}
-                                                  .dump(-1, ' ', false, Json::error_handler_t::replace)
-                                           << '\n';
+    static const char* const path = std::getenv("TOLVIK_RECORD_ANSWERS");
+    if (path == nullptr) {
+        return;
     }
+    static std::ofstream out = [] {
+        std::ofstream file(path);
+        file << Json{{"routes", ServerApp::routes()}}.dump() << '\n';
+        return file;
+    }();
+    out << Json{{"method", request.method},
+                {"path", ServerApp::route(request.method, request.path).name},
+                {"status", response.status},
+                {"body", response.body}}
+               .dump(-1, ' ', false, Json::error_handler_t::replace)
+        << '\n';
 }
 
 }  // namespace
