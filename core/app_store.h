@@ -158,6 +158,8 @@ public:
 
     /// The earliest day that holds data on the server, as the last pull told.
     [[nodiscard]] std::optional<DayKey> earliestDate() const;
+    /// The user whose log this is; empty until somebody has signed in.
+    [[nodiscard]] std::string owner() const;
     /// To be called before a pull is asked for: notes from now on which records change here.
     [[nodiscard]] std::shared_ptr<StorePull> beginPull();
     /// Copies some more of the log for the comparison, a few milliseconds' worth; true when all is copied.

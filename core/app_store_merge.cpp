@@ -381,6 +381,10 @@ std::optional<DayKey> AppStore::earliestDate() const {
     return impl_->earliestDate;
 }
 
+std::string AppStore::owner() const {
+    return logOwner(impl_->ports.values);
+}
+
 std::shared_ptr<StorePull> AppStore::beginPull() {
     auto pull = std::make_shared<StorePull>();
     std::erase_if(impl_->pulls, [](const auto& weak) { return weak.expired(); });

@@ -125,8 +125,7 @@ void mendAfter(CollectionPlan<Record>& plan, const std::vector<Record>& local, c
 
 /// Takes out the records whose task is not there.
 template <class Record>
-std::size_t dropStrays(CollectionPlan<Record>& plan, IdSet& lacking, const std::vector<Record>& local,
-                       const std::function<bool(const Record&)>& isStray) {
+void dropStrays(CollectionPlan<Record>& plan, IdSet& lacking, const std::vector<Record>& local, auto&& isStray) {
     for (const Record& record : local) {
         const auto replaced = plan.replaced.find(record.id);
         if (!plan.removed.contains(record.id) && isStray(replaced == plan.replaced.end() ? record : replaced->second)) {
@@ -135,7 +134,7 @@ std::size_t dropStrays(CollectionPlan<Record>& plan, IdSet& lacking, const std::
             lacking.erase(record.id);
         }
     }
-    return std::erase_if(plan.added, isStray);
+    std::erase_if(plan.added, isStray);
 }
 
 template <class Record>
@@ -215,10 +214,15 @@ MergePlan planMerge(const WholeLog& local, PulledLog pulled, const IdSet& held, 
         plan.tasks, local.tasks, held, [&](const TaskModel& task) { return task.tagId && !tags.contains(*task.tagId); },
         [](TaskModel& task) { task.tagId.reset(); });
     const IdSet tasks = idsAfter(plan.tasks, local.tasks);
-    plan.strays += dropStrays<TimeEntry>(plan.timeEntries, plan.lacking, local.timeEntries,
-                                         [&](const TimeEntry& entry) { return !tasks.contains(entry.taskId); });
-    plan.strays += dropStrays<SwitchLog>(plan.switchLogs, plan.lacking, local.switchLogs,
-                                         [&](const SwitchLog& log) { return !tasks.contains(log.toTaskId); });
+    // A task that was deleted here takes what is pulled of it along; any other one should have come too.
+    const auto isStray = [&](const Identifier& task) { return !tasks.contains(task) && !held.contains(task); };
+    plan.strays = static_cast<std::size_t>(
+        std::ranges::count_if(plan.timeEntries.added, [&](const TimeEntry& entry) { return isStray(entry.taskId); }) +
+        std::ranges::count_if(plan.switchLogs.added, [&](const SwitchLog& log) { return isStray(log.toTaskId); }));
+    dropStrays(plan.timeEntries, plan.lacking, local.timeEntries,
+               [&](const TimeEntry& entry) { return !tasks.contains(entry.taskId); });
+    dropStrays(plan.switchLogs, plan.lacking, local.switchLogs,
+               [&](const SwitchLog& log) { return !tasks.contains(log.toTaskId); });
     mendAfter(
         plan.switchLogs, local.switchLogs, held,
         [&](const SwitchLog& log) { return log.fromTaskId && !tasks.contains(*log.fromTaskId); },

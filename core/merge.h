@@ -73,7 +73,7 @@ struct MergePlan {
     CollectionPlan<TagModel> tags;
     /// What is here and neither held nor known to the server, alive or deleted; only after a pull of everything.
     IdSet lacking;
-    /// Pulled records whose task is not known, left out.
+    /// Records left out because their task is neither here nor held.
     std::size_t strays = 0;
 };
 
