@@ -21,26 +21,62 @@ WriteBatch::PutValue setting(const char* key, std::string_view value) {
 
 }  // namespace
 
-Session::Session(ValueStore& values, SecretStore& secrets) : values_(values), secrets_(secrets) {}
+Session::Session(ValueStore& values, SecretStore& secrets) : values_(values), secrets_(secrets) {
+    ahead_->session = this;
+}
+
+Session::~Session() {
+    const std::scoped_lock lock(ahead_->mutex);
+    ahead_->session = nullptr;
+}
+
+bool Session::wasEverSignedIn() const {
+    return !email().empty() || !userId().empty();
+}
 
 std::optional<std::string> Session::currentToken() {
     if (!token_) {
         // Where nobody ever signed in the secret store is not even asked.
-        if (!problem_.empty() || (email().empty() && userId().empty())) {
+        if (isLoading_ || !problem_.empty() || !wasEverSignedIn()) {
             return std::nullopt;
         }
-        auto kept = secrets_.read(kToken);
-        if (!kept) {
-            problem_ = kept.error().text;
-            spdlog::warn("the session cannot be read: {}", kept.error().text);
-            return std::nullopt;
-        }
-        if (*kept && (*kept)->empty()) {
-            kept->reset();
-        }
-        token_ = std::move(*kept);
+        take(secrets_.read(kToken));
     }
-    return *token_;
+    return token_.value_or(std::nullopt);
+}
+
+void Session::take(Kept kept) {
+    if (!kept) {
+        problem_ = kept.error().text;
+        spdlog::warn("the session cannot be read: {}", problem_);
+        return;
+    }
+    if (*kept && (*kept)->empty()) {
+        kept->reset();
+    }
+    token_ = std::move(*kept);
+}
+
+void Session::loadAhead(Workers& workers, MainLoop& loop) {
+    if (token_ || isLoading_ || !wasEverSignedIn()) {
+        return;
+    }
+    isLoading_ = true;
+    problem_.clear();
+    workers.run([ahead = ahead_, &loop] {
+        const std::scoped_lock lock(ahead->mutex);
+        if (ahead->session == nullptr) {
+            return;
+        }
+        loop.post([ahead, kept = ahead->session->secrets_.read(kToken)] {
+            Session* session = ahead->session;
+            // Whoever signed in or out meanwhile knows better.
+            if (session != nullptr && std::exchange(session->isLoading_, false)) {
+                session->take(kept);
+                session->changed_.emit();
+            }
+        });
+    });
 }
 
 bool Session::isSignedIn() {
@@ -69,6 +105,7 @@ Result<void, SecretProblem> Session::establish(std::string_view token, std::stri
         token_.reset();
         return failure(SecretProblem{std::string(describe(written.error()))});
     }
+    isLoading_ = false;
     problem_.clear();
     token_ = std::string(token);
     return {};
@@ -94,6 +131,7 @@ void Session::forgetToken() {
         spdlog::warn("the session stays in the secret store: {}", erased.error().text);
     }
     // Gone for this process in any case.
+    isLoading_ = false;
     token_.emplace(std::nullopt);
 }
 

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "backend/secret_store.h"
+#include "base/main_loop.h"
 #include "base/subscription.h"
 #include "core/value_store.h"
 
@@ -15,6 +18,10 @@ namespace tolvik {
 class Session {
 public:
     Session(ValueStore& values, SecretStore& secrets);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    /// Waits for a reading on a worker that has begun.
+    ~Session();
 
     /// The bearer token; none when there is none, it is empty or the secret store cannot be read. Kept in memory after
     /// the first reading, so that a request costs no bus call.
@@ -22,6 +29,9 @@ public:
     /// Why the secret store could not be read; empty when it could. It is not asked again by itself, because each time
     /// may ask the user to unlock it.
     [[nodiscard]] const std::string& problem() const { return problem_; }
+    /// Reads the token on a worker, because the secret store may wait for the user to unlock it; `onChanged` follows.
+    /// Until then nobody counts as signed in. Does nothing where the token is known already.
+    void loadAhead(Workers& workers, MainLoop& loop);
     /// Forgets the problem: the next question for the token asks the secret store again.
     void lookAgain() { problem_.clear(); }
     /// True with a token and an e-mail.
@@ -50,13 +60,23 @@ public:
     void announceChange();
 
 private:
+    using Kept = Result<std::optional<std::string>, SecretProblem>;
     void forgetToken();
+    void take(Kept kept);
+    [[nodiscard]] bool wasEverSignedIn() const;
 
     ValueStore& values_;
     SecretStore& secrets_;
     /// What the secret store has, once it was read.
     std::optional<std::optional<std::string>> token_;
     std::string problem_;
+    bool isLoading_ = false;
+    /// What a worker reads with; it may come to its turn when the session is gone.
+    struct Ahead {
+        std::mutex mutex;
+        Session* session = nullptr;
+    };
+    std::shared_ptr<Ahead> ahead_ = std::make_shared<Ahead>();
     Signal<> expired_;
     Signal<> changed_;
 };

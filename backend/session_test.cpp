@@ -4,6 +4,7 @@
 
 #include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/memory_value_store.h"
+#include "tests/fakes/virtual_main_loop.h"
 
 namespace tolvik {
 namespace {
@@ -61,6 +62,30 @@ TEST_F(SessionTest, asksALockedSecretStoreAgainWhenTold) {
     restarted.lookAgain();
     EXPECT_TRUE(restarted.isSignedIn());
     EXPECT_EQ(restarted.problem(), "");
+}
+
+TEST_F(SessionTest, readsAheadOnAWorker) {
+    ASSERT_TRUE(session.establish("t", "u1", "ann@example.org", ""));
+    FakeClock clock;
+    VirtualMainLoop loop(clock);
+    ImmediateWorkers workers;
+    Session restarted(values, secrets);
+    int changes = 0;
+    const auto onChange = restarted.onChanged([&] { ++changes; });
+    restarted.loadAhead(workers, loop);
+    EXPECT_FALSE(restarted.isSignedIn()) << "nobody waits for it";
+    loop.runPosted();
+    EXPECT_TRUE(restarted.isSignedIn());
+    EXPECT_EQ(changes, 1);
+    {
+        Session shortLived(values, secrets);
+        shortLived.loadAhead(workers, loop);
+    }
+    Session signedOut(values, secrets);
+    signedOut.loadAhead(workers, loop);
+    signedOut.clear();
+    loop.runPosted();
+    EXPECT_FALSE(signedOut.isSignedIn()) << "what was read before does not come back";
 }
 
 TEST_F(SessionTest, endsOnceForTheTokenThatWasRefused) {

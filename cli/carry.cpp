@@ -16,6 +16,7 @@
 #include "dictionary/dictionary_manager.h"
 #include "services/log_access.h"
 #include "services/log_services.h"
+#include "sync/sync_service.h"
 
 namespace tolvik {
 namespace {
@@ -49,7 +50,13 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                              .outbox = (*services)->outbox(),
                              .endpoint = (*services)->endpoint(),
                              .loop = loop,
-                             .goOnline = [&] { (*services)->goOnline(); }});
+                             .goOnline = [&] { (*services)->goOnline(); },
+                             .pullAll =
+                                 [&](std::function<void(bool)> pulled) {
+                                     (*services)->sync()->pullAll([pulled = std::move(pulled)](const auto& outcome) {
+                                         pulled(outcome.has_value());
+                                     });
+                                 }});
     CommandService service({.store = (*services)->store(),
                             .values = (*services)->values(),
                             .executor = (*services)->executor(),
@@ -58,6 +65,7 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .terms = [&] { return (*services)->dictionary().terms(); },
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
+                            .folder = paths.data,
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;

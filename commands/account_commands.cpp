@@ -46,7 +46,12 @@ constexpr const char* kNoServer =
 struct AccountCommands::Round {
     CommandRequest request;
     bool pulling = false;
-    Subscription changed;
+    /// How the pull ended, which may have queued what the server lacks.
+    std::optional<bool> pulled;
+    /// The queue told of something since it was asked to send: what held it up before says nothing.
+    bool queueSpoke = false;
+    Subscription queueChanged;
+    Subscription sessionChanged;
 };
 
 bool AccountCommands::knows(const std::string& command) {
@@ -223,14 +228,20 @@ void AccountCommands::sync(const CommandRequest& request, const Done& done) {
     current_ = finish;
     round_ = std::make_shared<Round>();
     round_->request = request;
+    round_->queueChanged = ports_.outbox.onChanged([this] {
+        if (round_) {
+            round_->queueSpoke = true;
+            syncOn();
+        }
+    });
+    round_->sessionChanged = ports_.session.onChanged([this] { syncOn(); });
     ports_.goOnline();
     ports_.outbox.flush();
-    round_->changed = ports_.outbox.onChanged([this] { syncOn(); });
     // What is there after the time is told, however far it got.
     limit_ = ports_.loop.after(syncPatience, [this, request, finish] {
-        round_.reset();
+        const auto round = std::exchange(round_, nullptr);
         const Done call = finish;
-        call(synced(request, false));
+        call(synced(request, round && round->pulled.value_or(false)));
     });
     ports_.loop.post([this, weak = std::weak_ptr(round_)] {
         if (!weak.expired()) {
@@ -241,30 +252,29 @@ void AccountCommands::sync(const CommandRequest& request, const Done& done) {
 
 void AccountCommands::syncOn() {
     const auto round = round_;
-    if (!round || round->pulling) {
+    if (!round || (round->pulling && !round->pulled)) {
         return;
     }
-    const bool isParked = ports_.outbox.parkedReason().has_value();
+    const bool isParked = round->queueSpoke && ports_.outbox.parkedReason().has_value();
     const bool isOver = !ports_.session.isSignedIn();
     if (!isParked && !isOver && ports_.outbox.pendingCount() > 0) {
         return;
     }
-    round->pulling = true;
-    const auto finish = [this, weak = std::weak_ptr(round)](bool pulled) {
-        const auto still = weak.lock();
-        if (!still || still != round_) {
-            return;
-        }
+    if (round->pulled || isOver || !ports_.pullAll) {
         round_.reset();
         if (const Done call = current_) {
-            call(synced(still->request, pulled));
+            call(synced(round->request, round->pulled.value_or(false)));
         }
-    };
-    if (isOver || !ports_.pullAll) {
-        finish(false);
-    } else {
-        ports_.pullAll(finish);
+        return;
     }
+    round->pulling = true;
+    ports_.pullAll([this, weak = std::weak_ptr(round)](bool pulled) {
+        if (const auto still = weak.lock()) {
+            still->pulled = pulled;
+            ports_.outbox.flush();
+            syncOn();
+        }
+    });
 }
 
 CommandResponse AccountCommands::synced(const CommandRequest& request, bool pulled) {

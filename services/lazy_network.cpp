@@ -82,16 +82,19 @@ SecretStore* LazySecretStore::loaded() {
 }
 
 Result<std::optional<std::string>, SecretProblem> LazySecretStore::read(std::string_view account) {
+    const std::scoped_lock lock(mutex_);
     SecretStore* store = loaded();
     return store == nullptr ? missingStore() : store->read(account);
 }
 
 Result<void, SecretProblem> LazySecretStore::write(std::string_view account, std::string_view secret) {
+    const std::scoped_lock lock(mutex_);
     SecretStore* store = loaded();
     return store == nullptr ? missingStore() : store->write(account, secret);
 }
 
 Result<void, SecretProblem> LazySecretStore::erase(std::string_view account) {
+    const std::scoped_lock lock(mutex_);
     SecretStore* store = loaded();
     return store == nullptr ? missingStore() : store->erase(account);
 }

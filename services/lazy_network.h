@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
 #include "backend/http_client.h"
 #include "backend/secret_store.h"
@@ -28,7 +29,7 @@ private:
     std::unique_ptr<HttpClient> client_;
 };
 
-/// The same for the secret store.
+/// The same for the secret store. Any thread; a caller waits for the one before.
 class LazySecretStore final : public SecretStore {
 public:
     explicit LazySecretStore(std::filesystem::path module);
@@ -42,6 +43,7 @@ private:
     SecretStore* loaded();
 
     std::filesystem::path module_;
+    std::mutex mutex_;
     bool tried_ = false;
     std::unique_ptr<SecretStore> store_;
 };

@@ -12,17 +12,13 @@
 #include "services/backend_config.h"
 #include "services/lazy_embedder.h"
 #include "services/lazy_network.h"
+#include "sync/sse_stream.h"
 #include "sync/sync_outbox.h"
+#include "sync/sync_service.h"
 #include "voice/parse/voice_parse_service.h"
 
 namespace tolvik {
 namespace {
-
-/// Before there is a change stream nobody announces anything.
-class NoHoldOff final : public ChangeHoldOff {
-public:
-    void suppressUntil(Instant) override {}
-};
 
 SqliteValueStore::Options storeOptions(const LogServices::Options& options) {
     SqliteValueStore::Options chosen;
@@ -49,7 +45,9 @@ struct LogServices::Impl final : AccountFollower {
           session(values, ports.secrets == nullptr ? lazySecrets : *ports.secrets),
           serverParser({http, endpoint, session, ports.loop}),
           profile(http, endpoint, session),
-          auth({http, endpoint, session, ports.loop, ports.clock, *this}) {}
+          auth({http, endpoint, session, ports.loop, ports.clock, *this}),
+          stream({http, endpoint, session, ports.clock, ports.random, ports.loop}),
+          livesOn(!options.endsAfterwards) {}
 
     // A process that is about to end leaves the queue's file as it should be.
     ~Impl() override {
@@ -63,29 +61,46 @@ struct LogServices::Impl final : AccountFollower {
         const auto signedIn = [this] { return session.isSignedIn(); };
         outbox.emplace(
             SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
-        ChangeHoldOff& announcements = ports.holdOff == nullptr ? noHoldOff : *ports.holdOff;
-        dictionary.emplace(DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, announcements});
-        store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox,
-                                    announcements, [this] { return dictionary->activeTagId(); }, signedIn,
-                                    ports.requestDay});
+        dictionary.emplace(DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, stream});
+        store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox, stream,
+                                    [this] { return dictionary->activeTagId(); }, signedIn,
+                                    [this](DayKey day) {
+                                        if (sync) {
+                                            sync->pullRange(day, day);
+                                        }
+                                    }});
         executor.emplace(CommandExecutor::Ports{*store, *parser, &serverParser, signedIn,
                                                 [this] { return dictionary->vocabularyText(activeProjectName()); }});
     }
 
     void goOnline() {
-        if (!std::exchange(online, true)) {
-            outbox->goOnline({http, endpoint, session, ports.holdOff == nullptr ? noHoldOff : *ports.holdOff});
+        if (sync) {
+            return;
+        }
+        sync.emplace(SyncService::Ports{http, endpoint, session, ports.clock, ports.timeZone, ports.loop, ports.workers,
+                                        *outbox, *store, *dictionary, stream});
+        sessionChanged = session.onChanged([this] { followSession(); });
+        followSession();
+    }
+
+    /// The session may be read, end or be refused at any time.
+    void followSession() {
+        const bool signedIn = session.isSignedIn();
+        if (signedIn && !std::exchange(syncing, true)) {
+            sync->start(livesOn);
+        } else if (!signedIn && std::exchange(syncing, false)) {
+            sync->userSignedOut();
         }
     }
 
     // --- what follows the account ----------------------------------------------------------------------------------
     [[nodiscard]] Result<void, std::string> userSignedIn() override {
-        // The log goes first: until it is that user's, nothing of it may be sent in that user's name.
-        if (const auto changed = store->changeUser(session.userId()); !changed) {
-            return failure(std::string(describe(changed.error())));
-        }
-        if (const auto moved = outbox->userSignedIn(); !moved) {
-            spdlog::error("what was queued without an account stays there: {}", describe(moved.error()));
+        // Nothing starts before log and queue are this user's.
+        syncing = true;
+        goOnline();
+        if (const auto followed = sync->userSignedIn(livesOn); !followed) {
+            syncing = false;
+            return failure(std::string(describe(followed.error())));
         }
         return {};
     }
@@ -93,6 +108,9 @@ struct LogServices::Impl final : AccountFollower {
     [[nodiscard]] std::size_t pendingCount() override { return outbox->pendingCount(); }
     void clearQueue() override { outbox->clear(); }
     void signedOut() override {
+        if (sync && std::exchange(syncing, false)) {
+            sync->userSignedOut();
+        }
         outbox->userChanged();
         if (onSignedOut) {
             onSignedOut();
@@ -108,7 +126,6 @@ struct LogServices::Impl final : AccountFollower {
     Paths places;
     Ports ports;
     SqliteValueStore values;
-    NoHoldOff noHoldOff;
     // Shared with the worker that warms them up, which may outlive the services by a moment.
     std::shared_ptr<LazyEmbedder> embedder;
     std::shared_ptr<LocalVoiceParser> parser;
@@ -120,12 +137,16 @@ struct LogServices::Impl final : AccountFollower {
     VoiceParseService serverParser;
     ProfileService profile;
     AuthService auth;
-    bool online = false;
+    SseStream stream;
+    bool livesOn;
+    bool syncing = false;
     std::function<void()> onSignedOut;
     std::optional<SyncOutbox> outbox;
     std::optional<DictionaryManager> dictionary;
     std::optional<AppStore> store;
     std::optional<CommandExecutor> executor;
+    std::optional<SyncService> sync;
+    Subscription sessionChanged;
 };
 
 Result<std::unique_ptr<LogServices>, StoreError> LogServices::open(const Paths& paths, Ports ports, Options options) {
@@ -192,6 +213,10 @@ ProfileService& LogServices::profile() {
 
 void LogServices::goOnline() {
     impl_->goOnline();
+}
+
+SyncService* LogServices::sync() {
+    return impl_->sync ? &*impl_->sync : nullptr;
 }
 
 void LogServices::setSignedOut(std::function<void()> callback) {

@@ -24,6 +24,7 @@ class ProfileService;
 class SecretStore;
 class Session;
 class SyncOutbox;
+class SyncService;
 
 /// The log and what understands sentences about it: the part that the desktop and the command line share. The caller
 /// holds the store's lock for as long as this lives. Main loop only.
@@ -36,16 +37,12 @@ public:
         Random& random;
         MainLoop& loop;
         Workers& workers;
-        /// Null while there is no change stream.
-        ChangeHoldOff* holdOff = nullptr;
         /// Null for the module beside the program, loaded with the first request.
         HttpClient* http = nullptr;
         /// Null for the module beside the program, loaded when the session is first asked for.
         SecretStore* secrets = nullptr;
         /// The server's address; empty for the one of environment and configuration files.
         std::function<std::optional<std::string>()> backendUrl = {};
-        /// Empty while there is no server.
-        std::function<void(DayKey)> requestDay = {};
     };
 
     struct Options {
@@ -80,9 +77,12 @@ public:
     [[nodiscard]] Session& session();
     [[nodiscard]] AuthService& auth();
     [[nodiscard]] ProfileService& profile();
-    /// From now on the queue is sent while somebody is signed in. A process that ends after its command leaves that to
-    /// one that lives longer, unless the command is about the account.
+    /// From now on, while somebody is signed in, the queue is sent, everything is pulled and, in a process that lives
+    /// on, the server's announcements are followed. A process that ends after its command does so only for commands
+    /// about the account.
     void goOnline();
+    /// What pulls; before `goOnline` null.
+    [[nodiscard]] SyncService* sync();
     /// Follows each end of a session here, after the queue: what else belongs to it.
     void setSignedOut(std::function<void()> callback);
     [[nodiscard]] const LocalVoiceParser& parser();

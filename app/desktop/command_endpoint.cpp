@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "dictionary/dictionary_manager.h"
+#include "sync/sync_service.h"
 
 namespace tolvik {
 
@@ -15,7 +16,12 @@ CommandEndpoint::CommandEndpoint(Ports ports)
                 .outbox = ports.services.outbox(),
                 .endpoint = ports.services.endpoint(),
                 .loop = ports.loop,
-                .goOnline = [&services = ports.services] { services.goOnline(); }}),
+                .goOnline = [&services = ports.services] { services.goOnline(); },
+                .pullAll =
+                    [&services = ports.services](std::function<void(bool)> pulled) {
+                        services.sync()->pullAll(
+                            [pulled = std::move(pulled)](const auto& outcome) { pulled(outcome.has_value()); });
+                    }}),
       service_(CommandService::Ports{.store = ports.services.store(),
                                      .values = ports.services.values(),
                                      .executor = ports.services.executor(),
@@ -24,6 +30,7 @@ CommandEndpoint::CommandEndpoint(Ports ports)
                                      .terms = [&services = ports.services] { return services.dictionary().terms(); },
                                      .dictionary = &ports.services.dictionary(),
                                      .account = &account_,
+                                     .folder = ports.services.paths().data,
                                      .raise = std::move(ports.raise)}) {
     auto server = CommandSocketServer::start(
         ports.services.paths().socket(), ports.loop,

@@ -8,6 +8,8 @@
 #include "adapters/speech/process_speech_recognizer.h"
 #include "adapters/x11/xkb_chord_monitor.h"
 #include "dictionary/dictionary_manager.h"
+#include "voice/capture/transcription_prompt.h"
+#include "voice/capture/whisper_service.h"
 
 namespace tolvik {
 
@@ -25,6 +27,20 @@ SpeechVocabulary vocabularyOf(LogServices& services) {
     return out;
 }
 
+std::string promptOf(LogServices& services) {
+    PromptSource source;
+    source.role = services.values().text("tolvik.profile.role");
+    const auto& active = services.dictionary().activeTagId();
+    if (const TagModel* project = active ? services.store().tagById(*active) : nullptr) {
+        source.project = project->name;
+    }
+    for (const TaskModel& task : services.store().tasksToShow()) {
+        source.titles.push_back(task.title);
+    }
+    source.terms = services.dictionary().terms();
+    return transcriptionPrompt(source);
+}
+
 }  // namespace
 
 struct VoiceStack::Impl {
@@ -34,6 +50,11 @@ struct VoiceStack::Impl {
           microphone(ports.loop),
           media(ports.loop),
           recognizer(ports.loop, findSpeechPlaces(ports.modelFolder)),
+          whisper({.http = services.http(),
+                   .endpoint = services.endpoint(),
+                   .session = services.session(),
+                   .loop = ports.loop,
+                   .random = ports.random}),
           manager({.loop = ports.loop,
                    .workers = ports.workers,
                    .clock = ports.clock,
@@ -44,6 +65,7 @@ struct VoiceStack::Impl {
                    .recognizer = recognizer,
                    .media = media,
                    .codec = codec,
+                   .transcription = &whisper,
                    .temporaryFolder = std::filesystem::temp_directory_path(),
                    .vocabulary = [this] { return vocabularyOf(services); },
                    .execute =
@@ -54,7 +76,8 @@ struct VoiceStack::Impl {
                    .undo = [this]() -> std::optional<std::string> {
                        const auto words = services.store().undo();
                        return words ? std::optional(undoneLine(*words)) : std::nullopt;
-                   }}) {}
+                   },
+                   .prompt = [this] { return promptOf(services); }}) {}
 
     LogServices& services;
     XkbChordMonitor chord;
@@ -62,6 +85,7 @@ struct VoiceStack::Impl {
     MprisMediaPlayers media;
     AvAudioFileCodec codec;
     ProcessSpeechRecognizer recognizer;
+    WhisperService whisper;
     VoiceManager manager;
 };
 

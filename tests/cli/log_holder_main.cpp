@@ -18,6 +18,7 @@
 #include "dictionary/dictionary_manager.h"
 #include "services/log_access.h"
 #include "services/log_services.h"
+#include "sync/sync_service.h"
 
 using namespace tolvik;
 
@@ -61,7 +62,13 @@ int main(int argc, char** argv) {
                              .outbox = (*services)->outbox(),
                              .endpoint = (*services)->endpoint(),
                              .loop = loop,
-                             .goOnline = [&] { (*services)->goOnline(); }});
+                             .goOnline = [&] { (*services)->goOnline(); },
+                             .pullAll =
+                                 [&](std::function<void(bool)> pulled) {
+                                     (*services)->sync()->pullAll([pulled = std::move(pulled)](const auto& outcome) {
+                                         pulled(outcome.has_value());
+                                     });
+                                 }});
     CommandService service({.store = (*services)->store(),
                             .values = (*services)->values(),
                             .executor = (*services)->executor(),
@@ -70,6 +77,7 @@ int main(int argc, char** argv) {
                             .terms = [&] { return (*services)->dictionary().terms(); },
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
+                            .folder = paths.data,
                             .raise = [] { std::cout << "raised" << std::endl; }});
     auto server = CommandSocketServer::start(paths.socket(), loop,
                                              [&](const std::string& request, CommandSocketServer::Reply reply) {
