@@ -4,7 +4,6 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "bench/log/log_generator.h"
 #include "core/record_json.h"
 #include "reports/export_text.h"
 #include "reports/pdf_report.h"
@@ -28,6 +27,31 @@ void expectGolden(const std::string& name, const std::string& text) {
         return;
     }
     EXPECT_EQ(text, fileText(path)) << name;
+}
+
+/// A log of so many entries before the end of November, of odd lengths.
+WholeLog longLog(std::size_t entries) {
+    FakeRandom random(7);
+    WholeLog log;
+    for (int i = 0; i < 40; ++i) {
+        TaskModel task;
+        task.id = random.identifier();
+        task.title = "task " + std::to_string(i);
+        task.status = "open";
+        log.tasks.push_back(task);
+    }
+    for (std::size_t i = 0; i < entries; ++i) {
+        TimeEntry entry;
+        entry.id = random.identifier();
+        entry.taskId = log.tasks[i % log.tasks.size()].id;
+        const Instant start =
+            utc("2026-11-30T12:00:00.000Z") - Millis{static_cast<std::int64_t>(entries - i) * 7'000'000};
+        entry.durationMs = static_cast<std::int64_t>(random.next() % 7'000'000);
+        entry.startedAt = entry.createdAt = Timestamp(start);
+        entry.endedAt = Timestamp(start + Millis{*entry.durationMs});
+        log.timeEntries.push_back(entry);
+    }
+    return log;
 }
 
 class ExportTest : public ::testing::Test {
@@ -110,7 +134,7 @@ TEST_F(ExportTest, WritesAnEmptyRange) {
 }
 
 TEST_F(ExportTest, NumbersAreTheCLibrarysAndTheJsonReadsBack) {
-    load(makeLog(utc("2026-11-30T12:00:00.000Z"), {.entries = 3000, .tasks = 100, .years = 1}));
+    load(longLog(3000));
     const auto json = nlohmann::json::parse(written(writeJson));
     EXPECT_EQ(json["entries_count"], 3000);
     const std::string csv = written(writeCsv);
@@ -128,7 +152,7 @@ TEST_F(ExportTest, NumbersAreTheCLibrarysAndTheJsonReadsBack) {
 }
 
 TEST_F(ExportTest, StreamsAndStopsWhenAsked) {
-    load(makeLog(utc("2026-11-30T12:00:00.000Z"), {.entries = 5000, .tasks = 100, .years = 1}));
+    load(longLog(5000));
     const std::string whole = written(writeJson);
     EXPECT_GT(whole.size(), 20 * largest_);
     EXPECT_LT(largest_, 70'000U);
