@@ -66,6 +66,7 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
                             .folder = paths.data,
+                            .folder = paths.data,
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;

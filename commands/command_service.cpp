@@ -10,11 +10,13 @@
 
 #include "base/text.h"
 #include "commands/account_commands.h"
+#include "commands/ask_command.h"
 #include "commands/command_line.h"
 #include "commands/log_report.h"
 #include "commands/parse_lines.h"
 #include "commands/report_command.h"
 #include "commands/task_lookup.h"
+#include "commands/telemetry_command.h"
 #include "commands/vocabulary_commands.h"
 #include "commands/words.h"
 
@@ -186,6 +188,14 @@ struct CommandService::Impl {
 
     CommandResponse reportOn(const CommandRequest& request) { return runReport(ports.store, book, request); }
     CommandResponse logPart(const CommandRequest& request) { return runLogPart(ports.store, request); }
+
+    CommandResponse ask(const CommandRequest& request) {
+        return runAsk(ports.store, ports.clock, ports.timeZone, request);
+    }
+
+    CommandResponse telemetry(const CommandRequest& request) {
+        return runTelemetry(ports.values, ports.folder, request);
+    }
 
     CommandResponse tasks(const CommandRequest& request) {
         return report(taskReport(view(), ports.executor.candidates(), request.has("all"), formOf(request)));
@@ -537,6 +547,8 @@ void CommandService::run(const CommandRequest& request, const Done& done) {
         {"vocabulary", &Impl::vocabularyCommand},
         {"speech-words", &Impl::vocabularyJson},
         {"health", &Impl::health},
+        {"ask", &Impl::ask},
+        {"telemetry", &Impl::telemetry},
     };
     if (const auto checked = checkRequest(request); !checked) {
         done(Impl::refusal(request, ExitCode::usage, checked.error()));

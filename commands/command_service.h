@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -39,6 +40,8 @@ public:
         DictionaryManager* dictionary = nullptr;
         /// The commands about the account; null where a process has none.
         AccountCommands* account = nullptr;
+        /// Holds the files beside the log; empty where a process has none.
+        std::filesystem::path folder = {};
         /// Brings the window to the front; empty where there is none.
         std::function<void()> raise = {};
         /// True where the process ends after the command: what cannot be saved now is lost.

@@ -25,6 +25,15 @@ bool isCommonWord(std::string_view key) {
            std::ranges::all_of(key, [](char c) { return (c >= '0' && c <= '9') || c == ' '; });
 }
 
+/// Words of time and order: a name with one of them is taken only as it is written.
+bool isCalendarWord(std::string_view word) {
+    constexpr std::array<std::string_view, 24> known{
+        "day",   "days",  "week",    "weeks",     "weekend",  "month", "months", "quarter",
+        "year",  "years", "morning", "afternoon", "evening",  "night", "noon",   "hour",
+        "hours", "today", "now",     "yesterday", "tomorrow", "first", "last",   "next"};
+    return std::ranges::find(known, word) != known.end() || calendar::weekdayNamed(word) || calendar::monthNamed(word);
+}
+
 /// Insertions, deletions, substitutions and swaps of neighbours; at most `most` are of interest.
 std::size_t slips(std::u32string_view a, std::u32string_view b, std::size_t most) {
     if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) > most) {
@@ -133,6 +142,9 @@ NameMatch NameBook::loose(const std::string& key, Wanted wanted) const {
     }
     const std::string between = " " + key + " ";
     const auto asked = words(key);
+    if (std::ranges::any_of(asked, isCalendarWord)) {
+        return match;
+    }
     for (const auto& entry : entries_) {
         if (wanted != Wanted::any && (wanted == Wanted::project) != entry.subject.isProject) {
             continue;

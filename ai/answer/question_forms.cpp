@@ -39,6 +39,7 @@ constexpr Form kForms[] = {
      "{N}{ALL}"},
     {Intent::total, "(?:the )?(?:(?:time|hours) (?:i )?(?:spent|tracked|worked|logged|recorded)|hours){ALL}", 1},
     {Intent::total, "{N}", 1, 1, true},
+    {Intent::total, "{N} (?:time|hours|total)", 0, 1, true},
     {Intent::total, "(?:time|hours|total) {N}", 0, 1, true},
     // --- what ---
     {Intent::list,
@@ -108,16 +109,16 @@ constexpr Form kForms[] = {
     // --- when ---
     {Intent::lastWork,
      "when (?:did|have) i last (?:work|worked|do|did|done|track|tracked|spend time|touch|touched)(?: "
-     "(?:on|with|in|for|at))? {N}"},
-    {Intent::lastWork, "when (?:did|have) i (?:work|worked) (?:on|with|in|for|at) {N} last"},
+     "(?:on|with|in|for))? {N}"},
+    {Intent::lastWork, "when (?:did|have) i (?:work|worked) (?:on|with|in|for) {N} last"},
     {Intent::lastWork,
      "when (?:was|is) the last time (?:that )?i (?:worked|did|tracked|was working|spent time|touched)(?: "
-     "(?:on|with|in|for|at))? {N}"},
-    {Intent::firstWork, "when (?:did|have) i first (?:work|worked|do|track|spend time)(?: (?:on|with|in|for|at))? {N}"},
+     "(?:on|with|in|for))? {N}"},
+    {Intent::firstWork, "when (?:did|have) i first (?:work|worked|do|track|spend time)(?: (?:on|with|in|for))? {N}"},
     {Intent::firstWork,
      "when (?:was|is) the first time (?:that )?i (?:worked|did|tracked|was working|spent time)(?: "
-     "(?:on|with|in|for|at))? {N}"},
-    {Intent::firstWork, "when did i (?:start|begin)(?: (?:working|work))? (?:on|with|in|for|at) {N}"},
+     "(?:on|with|in|for))? {N}"},
+    {Intent::firstWork, "when did i (?:start|begin)(?: (?:working|work))? (?:on|with|in|for) {N}"},
     {Intent::dayStart, "(?:when|at what time) did i (?:start|begin)(?: (?:work|working|my day|to work))?", 1},
     {Intent::dayEnd, "(?:when|at what time) did i (?:stop|finish|end)(?: (?:work|working|my day))?", 1},
     {Intent::current,
@@ -202,7 +203,7 @@ std::vector<QuestionForm> made() {
         words = replaced(std::move(words), "{SPENT}",
                          "(?: (?:spend|spent|work|worked|log|logged|track|tracked|put|put in|use|used|need|needed|"
                          "record|recorded|do|done|invest|invested))");
-        words = replaced(std::move(words), "{ON}", "(?: (?:on|for|in|with|at|into|to|doing) {N})?");
+        words = replaced(std::move(words), "{ON}", "(?: (?:on|for|in|with|into|to|doing) {N})?");
         words = replaced(std::move(words), "{ALL}",
                          "(?: in total| altogether| overall| in all| all in all| all time| "
                          "ever| so far| until now| up to now)?");

@@ -80,6 +80,9 @@ Outcome transcribe(Context& context);
 Outcome parseSentence(Context& context);
 Outcome takeEvents(Context& context);
 Outcome takeVoiceEvents(Context& context);
+Outcome dailySummary(Context& context);
+Outcome rangeNarrative(Context& context);
+Outcome answerQuery(Context& context);
 
 /// The hash under which a token is kept; none when the request carries none.
 [[nodiscard]] std::optional<std::string> tokenHashOf(const Request& request);

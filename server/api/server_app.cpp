@@ -74,6 +74,9 @@ constexpr std::array routes{
     Route{"POST", "/voice/parse", RouteKind::slow, sentenceBody, true, parseSentence},
     Route{"POST", "/analytics/ingest", RouteKind::write, eventBody, true, takeEvents},
     Route{"POST", "/analytics/voice", RouteKind::write, eventBody, true, takeVoiceEvents},
+    Route{"GET", "/ai/summary/daily", RouteKind::read, smallBody, true, dailySummary},
+    Route{"GET", "/ai/reports/narrative", RouteKind::read, smallBody, true, rangeNarrative},
+    Route{"POST", "/ai/query", RouteKind::read, smallBody, true, answerQuery},
 };
 
 struct Found {

@@ -35,6 +35,7 @@ RULES = {
     "reports": Rule(FEATURE, "figures and exports come from the log alone"),
     "ai/answer": Rule(FEATURE + ("reports",), "answers are a function of log and question; device and server share it"),
     "ai": Rule(FEATURE + ("reports", "backend", "ai/answer"), "asks the server as the signed-in user, else the log"),
+    "telemetry/crash": Rule(("base",), "the first thing to start and the last to end"),
     "telemetry": Rule(FEATURE + ("backend",), "events are sent as the signed-in user, once the user said yes"),
     "voice/parse": Rule(
         FEATURE + ("backend",), "understanding text needs the log and may ask the server, not the microphone"
@@ -77,7 +78,7 @@ RULES = {
         "composes what the command line and the desktop share",
     ),
     "commands": Rule(
-        FEATURE + ("dictionary", "backend", "sync", "voice/parse", "reports", "services"),
+        FEATURE + ("dictionary", "backend", "sync", "voice/parse", "reports", "services", "ai", "telemetry"),
         "one request, one answer, whoever carries it"
     ),
     "cli": Rule(
@@ -102,7 +103,7 @@ RULES = {
     ),
     "app/shell": Rule(FEATURE + ("dictionary", "voice"), "the shell's logic and ports; Qt only for its types", qt=True),
     "app/models": Rule(
-        FEATURE + ("dictionary", "voice", "services", "app/shell"), "shows the features to QML; no adapters", qt=True
+        FEATURE + ("backend", "dictionary", "reports", "voice", "services", "app/shell"), "shows the features to QML; no adapters", qt=True
     ),
     "app/pill": Rule(FEATURE + ("voice", "app/shell", "app/models"), "the pill's window; the display is a port", qt=True),
     "app": Rule(
