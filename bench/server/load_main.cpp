@@ -41,7 +41,7 @@ std::string uuid(std::mt19937_64& chance) {
 /// What a client sends when a task is made.
 std::string taskBody(const std::string& id) {
     return fmt::format(
-        R"({{"id":"{}","title":"Review the release notes","status":"open","isActive":false,"totalTime":0,)"
+        R"({{"id":"{}","title":"Review the release notes","status":"open","isActive":false,"sortOrder":0,"colorIndex":0,)"
         R"("createdAt":"2026-01-05T09:00:00.000Z","updatedAt":"2026-01-05T09:00:00.000Z"}})",
         id);
 }
@@ -120,8 +120,9 @@ void latency(ServerProcess& server, std::size_t rounds) {
     std::vector<double> times;
     for (std::size_t round = 0; round < rounds; ++round) {
         const auto begun = Clock::now();
-        writer->request("POST", "/tasks", sender + "x-op-id: " + uuid(chance) + "\r\n", taskBody(uuid(chance)));
-        if (!listener->awaitChange()) {
+        const auto answer =
+            writer->request("POST", "/tasks", sender + "x-op-id: " + uuid(chance) + "\r\n", taskBody(uuid(chance)));
+        if (answer.status >= 300 || !listener->awaitChange()) {
             break;
         }
         times.push_back(ms(Clock::now() - begun));

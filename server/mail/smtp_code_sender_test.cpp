@@ -2,7 +2,9 @@
 
 #include <array>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <spawn.h>
@@ -126,7 +128,9 @@ TEST(SmtpCodeSender, sendsNoCodeInTheClearUnlessAllowed) {
     MailSink sink({});
     const auto port = std::atoi(sink.line().c_str());
     Outcomes outcomes;
-    SmtpSettings settings{"smtp://127.0.0.1:" + std::to_string(port), "codes@tolvik.example"};
+    SmtpSettings settings;
+    settings.url = "smtp://127.0.0.1:" + std::to_string(port);
+    settings.from = "codes@tolvik.example";
     SmtpCodeSender strict(settings, [&](const std::string& problem) { outcomes.add(problem); });
     strict.send({"ann@example.org", "1"});
     EXPECT_NE(outcomes.next(), "");
