@@ -1,6 +1,7 @@
 #include "server/dispatch/dispatcher.h"
 
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -132,27 +133,52 @@ struct Dispatcher::Impl {
                 continue;
             }
             Answer given;
-            const auto result = parts.storage.read([&](Transaction& transaction) {
-                given = {};
-                if (job.route.kind != RouteKind::stream) {
-                    given.response = parts.app.handle(job.request, transaction).response;
-                } else if (auto caller = parts.app.caller(job.request, transaction)) {
-                    given.stream = StreamOwner{std::move(caller->userId), std::move(caller->deviceId)};
-                } else {
-                    given.response = std::move(caller.error());
-                }
-            });
-            if (!result) {
-                report(result.error());
-                given = {ServerApp::unavailable(), {}};
+            guarded(given, [&] { read(job, given); });
+            if (job.slow) {
+                add(slow, std::move(job));
+            } else {
+                answer(job, std::move(given));
             }
-            answer(job, std::move(given));
+        }
+    }
+
+    void read(Job& job, Answer& given) {
+        const auto result = parts.storage.read([&](Transaction& transaction) {
+            given = {};
+            job.slow = nullptr;
+            if (job.route.kind != RouteKind::stream) {
+                auto outcome = parts.app.handle(job.request, transaction);
+                given.response = std::move(outcome.response);
+                job.slow = std::move(outcome.slow);
+            } else if (auto caller = parts.app.caller(job.request, transaction)) {
+                given.stream = StreamOwner{std::move(caller->userId), std::move(caller->deviceId)};
+            } else {
+                given.response = std::move(caller.error());
+            }
+        });
+        if (!result) {
+            report(result.error());
+            given = {ServerApp::unavailable(), {}};
+            job.slow = nullptr;
         }
     }
 
     void runSlow(std::vector<Job> jobs) {
         for (auto& job : jobs) {
-            answer(job, {job.slow(job.request), {}});
+            Answer given;
+            guarded(given, [&] { given.response = job.slow(job.request); });
+            answer(job, std::move(given));
+        }
+    }
+
+    /// A bug or a lack of memory costs the one request, not the process.
+    template <class Call>
+    void guarded(Answer& given, Call call) {
+        try {
+            call();
+        } catch (const std::exception& error) {
+            parts.log.write(LogLevel::error, "request_threw", {{"what", error.what()}});
+            given = {refusal(500, "The server failed at this request."), {}};
         }
     }
 

@@ -14,6 +14,7 @@ namespace tolvik::server {
 
 /// Transcribes in a process of its own, which decodes the recording and hears it: what a sender crafted can crash no
 /// more than that process, and its memory is there only while it is used. One recording at a time; a few may wait.
+/// The server's process must ignore SIGPIPE.
 class ProcessTranscriber final : public Transcriber {
 public:
     struct Options {

@@ -1,6 +1,7 @@
 #include "server/speech/process_transcriber.h"
 
-#include <cmath>
+#include <atomic>
+#include <csignal>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -39,6 +40,8 @@ std::filesystem::path program(const std::string& name, const std::string& script
 }
 
 TEST(ProcessTranscriber, survivesAProcessThatDiesHangsOrLies) {
+    // As the server does.
+    std::signal(SIGPIPE, SIG_IGN);
     using std::chrono::milliseconds;
     const auto once = program("once", "take(); take(); give(b'{\"text\":\"hello\"}')\n");
     ProcessTranscriber ends({once, {}, 4, milliseconds(10'000)});
