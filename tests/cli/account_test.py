@@ -116,8 +116,7 @@ class AccountTest(unittest.TestCase):
         self.assertIn("Code expired", self.run_tolvik("sign-in", "ann@example.org", "--code", "123456", code=3))
         self.server.answers.clear()
         self.assertTrue(self.json("sign-in", "ann@example.org", "--code", "123 456")["signedIn"])
-        self.assertEqual(self.server.requests[-1][3] if self.server.requests[-1][1] == "/auth/otp/verify" else
-                         [body for _, path, _, body in self.server.requests if path == "/auth/otp/verify"][-1],
+        self.assertEqual([body for _, path, _, body in self.server.requests if path == "/auth/otp/verify"][-1],
                          b'{"email":"ann@example.org","code":"123456"}')
         self.assertEqual(self.json("sync"),
                          {"pending": 0, "pulled": True, "parkedReason": None, "lastRejection": None})
@@ -130,7 +129,7 @@ class AccountTest(unittest.TestCase):
                 self.assertNotIn(TOKEN.encode(), file.read_bytes(), file)
         self.assertNotIn(TOKEN, self.run_tolvik("data", "export", "-"))
         self.run_tolvik("sign-out")
-        self.assertEqual(self.server.requests[-1][:3], ("POST", "/auth/logout", f"Bearer {TOKEN}"))
+        self.assertIn(("POST", "/auth/logout", f"Bearer {TOKEN}"), [made[:3] for made in self.server.requests])
         self.assertFalse(self.json("account")["signedIn"])
         self.run_tolvik("sync", code=1)
 
