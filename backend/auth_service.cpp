@@ -49,6 +49,20 @@ std::optional<VerifiedSession> readSession(std::string_view body) {
                            textMember(user, "name")};
 }
 
+Result<VerifiedSession, AuthError> readVerified(const HttpResponse& response, std::string_view email) {
+    auto session = response.status == 200 ? readSession(response.body) : std::nullopt;
+    if (!session) {
+        return failure(AuthError{AuthError::Kind::server,
+                                 readServerMessage(response.body).error.value_or("Invalid or expired code"),
+                                 response.status});
+    }
+    // Without an address the session would not count as one.
+    if (session->email.empty()) {
+        session->email = email;
+    }
+    return std::move(*session);
+}
+
 }  // namespace
 
 std::string describe(const AuthError& error) {
@@ -126,38 +140,33 @@ void AuthService::verify(std::string_view email, std::string_view code, Verified
             done(failure(networkError(answer.error())));
             return;
         }
-        auto kept = keep(*answer, email);
-        if (kept) {
-            if (const auto followed = ports_.follower.userSignedIn(); !followed) {
-                logout(kept->token, [] {});
-                ports_.session.clear();
-                kept = failure(AuthError{AuthError::Kind::server, followed.error()});
-            }
-            ports_.session.announceChange();
+        auto verified = readVerified(*answer, email);
+        if (!verified) {
+            done(std::move(verified));
+            return;
         }
-        done(std::move(kept));
+        if (const auto refused = establish(*verified)) {
+            // A process may end with the answer, so the new token is revoked before it.
+            logout(verified->token, [done, error = *refused] { done(failure(error)); });
+            return;
+        }
+        ports_.session.announceChange();
+        done(std::move(verified));
     });
 }
 
-Result<VerifiedSession, AuthError> AuthService::keep(const HttpResponse& response, std::string_view email) {
-    auto session = response.status == 200 ? readSession(response.body) : std::nullopt;
-    if (!session) {
-        return failure(AuthError{AuthError::Kind::server,
-                                 readServerMessage(response.body).error.value_or("Invalid or expired code"),
-                                 response.status});
-    }
-    // Without an address the session would not count as one.
-    if (session->email.empty()) {
-        session->email = email;
-    }
-    if (const auto kept = ports_.session.establish(session->token, session->userId, session->email, session->name);
+std::optional<AuthError> AuthService::establish(const VerifiedSession& verified) {
+    if (const auto kept = ports_.session.establish(verified.token, verified.userId, verified.email, verified.name);
         !kept) {
-        logout(session->token, [] {});
-        return failure(
-            AuthError{AuthError::Kind::server,
-                      "Signed in, but the session could not be saved to the Keychain.\n" + kept.error().text});
+        return AuthError{AuthError::Kind::server,
+                         "Signed in, but the session could not be saved to the Keychain.\n" + kept.error().text};
     }
-    return std::move(*session);
+    if (const auto followed = ports_.follower.userSignedIn(); !followed) {
+        ports_.session.clear();
+        ports_.session.announceChange();
+        return AuthError{AuthError::Kind::server, followed.error()};
+    }
+    return std::nullopt;
 }
 
 void AuthService::logout(const std::string& token, std::function<void()> done) {

@@ -102,8 +102,9 @@ private:
     void begin();
     void send(HttpRequest request, std::function<void(Answer)> done);
     void later(Done done, AuthError error);
-    [[nodiscard]] Result<VerifiedSession, AuthError> keep(const HttpResponse& response, std::string_view email);
-    /// Tells the server that a token is no longer used; nobody waits for the answer.
+    /// Why the session could not be kept; none when it was.
+    [[nodiscard]] std::optional<AuthError> establish(const VerifiedSession& verified);
+    /// Tells the server that a token is no longer used; `done` follows whatever comes of it, within five seconds.
     void logout(const std::string& token, std::function<void()> done);
     void waitForQueue(Instant deadline, std::function<void()> done);
 

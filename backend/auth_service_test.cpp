@@ -131,8 +131,18 @@ TEST_F(AuthServiceTest, refusesAnswersThatAreNoSession) {
 
 TEST_F(AuthServiceTest, revokesASessionThatCannotBeKept) {
     secrets.problem = SecretProblem{"Install a keyring."};
-    const std::string text = verify(200, R"({"token":"tok","user":{"id":"u1","email":"ann@example.org"}})");
-    EXPECT_EQ(text, "Signed in, but the session could not be saved to the Keychain.\nInstall a keyring.");
+    std::string text;
+    const auto refuse = [&](const std::string& body) {
+        auth.verify("ann@example.org", "123456", into<VerifiedSession>(text));
+        http.reply(200, body);
+        loop.runPosted();
+        EXPECT_EQ(text, "") << "the answer waits for the farewell";
+        http.fail();
+        loop.runPosted();
+        return std::exchange(text, "");
+    };
+    EXPECT_EQ(refuse(R"({"token":"tok","user":{"id":"u1","email":"ann@example.org"}})"),
+              "Signed in, but the session could not be saved to the Keychain.\nInstall a keyring.");
     EXPECT_EQ(http.last().url, "https://api.example.org/auth/logout");
     EXPECT_EQ(http.last().headers, (HttpHeaders{{"authorization", "Bearer tok"}}));
     EXPECT_EQ(http.last().timeout, Millis{5'000});
@@ -140,7 +150,7 @@ TEST_F(AuthServiceTest, revokesASessionThatCannotBeKept) {
 
     secrets.problem.reset();
     follower.problem = "The disk is full.";
-    EXPECT_EQ(verify(200, R"({"token":"tok2","user":{"id":"u2","email":"bea@example.org"}})"), "The disk is full.");
+    EXPECT_EQ(refuse(R"({"token":"tok2","user":{"id":"u2","email":"bea@example.org"}})"), "The disk is full.");
     EXPECT_EQ(http.last().headers, (HttpHeaders{{"authorization", "Bearer tok2"}}));
     EXPECT_TRUE(secrets.items.empty());
     EXPECT_EQ(session.userId(), "");
