@@ -120,7 +120,7 @@ std::optional<StorageProblem> SqliteConnection::migrate() {
     steps.emplace_back("COMMIT");
     for (const std::string& step : steps) {
         if (const int code = execute(step.c_str()); code != SQLITE_OK) {
-            const StorageProblem problem = problemOf(db_, code);
+            StorageProblem problem = problemOf(db_, code);
             execute("ROLLBACK");
             return problem;
         }

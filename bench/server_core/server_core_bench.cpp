@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <string>
@@ -49,8 +50,7 @@ Request nextOf(const std::string& token, const std::string& taskId, Random& rand
 }
 
 /// How long a long log takes to read; its entries are put in place directly.
-void measurePull(Storage& storage, ServerApp& app, const std::string& token, const Clock& clock) {
-    constexpr int entries = 100'000;
+void measurePull(Storage& storage, ServerApp& app, const std::string& token, const Clock& clock, int entries) {
     FakeRandom random(static_cast<std::uint64_t>(clock.now().ms) + 1);
     const std::string task = random.identifier().text();
     const std::vector<Storage::Work> fill{[&](Transaction& transaction) {
@@ -81,7 +81,7 @@ void measurePull(Storage& storage, ServerApp& app, const std::string& token, con
     }
 }
 
-int run(const std::string& where, int seconds, std::size_t together) {
+int run(const std::string& where, int seconds, std::size_t together, int entries) {
     const auto storage = open(where);
     if (!storage) {
         fmt::print(stderr, "{} cannot be opened\n", where);
@@ -133,7 +133,10 @@ int run(const std::string& where, int seconds, std::size_t together) {
     }
     fmt::print("{} mutations a second, durable ({} failed, {} lanes, at most {} together)\n", done / seconds,
                failed.load(), lanes, together);
-    measurePull(*storage, app, tokens.front(), clock);
+    static_cast<void>(std::fflush(stdout));
+    if (entries > 0) {
+        measurePull(*storage, app, tokens.front(), clock, entries);
+    }
     return failed == 0 ? 0 : 1;
 }
 
@@ -143,9 +146,9 @@ int run(const std::string& where, int seconds, std::size_t together) {
 int main(int argc, char** argv) {
     const auto number = [&](int at, int otherwise) { return argc > at ? std::atoi(argv[at]) : otherwise; };
     if (argc < 2) {
-        fmt::print(stderr, "server_core_bench FILE|ADDRESS [SECONDS [TOGETHER]]\n");
+        fmt::print(stderr, "server_core_bench FILE|ADDRESS [SECONDS [TOGETHER [ENTRIES]]]\n");
         return 2;
     }
-    return tolvik::server::run(argv[1], std::max(number(2, 5), 1),
-                               static_cast<std::size_t>(std::max(number(3, 64), 1)));
+    return tolvik::server::run(argv[1], std::max(number(2, 5), 1), static_cast<std::size_t>(std::max(number(3, 64), 1)),
+                               number(4, 0));
 }

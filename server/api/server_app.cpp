@@ -15,11 +15,11 @@ namespace {
 
 constexpr std::size_t smallBody = 4096;
 /// Two texts of the greatest length in any script fit.
-constexpr std::size_t recordBody = 128 * 1024;
-constexpr std::size_t eventBody = 2 * 1024 * 1024;
+constexpr std::size_t recordBody = std::size_t{128} * 1024;
+constexpr std::size_t eventBody = std::size_t{2} * 1024 * 1024;
 /// A minute of uncompressed speech fits.
-constexpr std::size_t audioBody = 16 * 1024 * 1024;
-constexpr std::size_t sentenceBody = 512 * 1024;
+constexpr std::size_t audioBody = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t sentenceBody = std::size_t{512} * 1024;
 
 /// Devices resend for as long as their owner lets them; nobody's lies asleep for longer.
 constexpr Millis operationsKept{std::chrono::hours{24} * 180};
@@ -181,6 +181,7 @@ RouteInfo ServerApp::route(std::string_view method, std::string_view path) {
 
 std::vector<std::pair<std::string_view, std::string_view>> ServerApp::routes() {
     std::vector<std::pair<std::string_view, std::string_view>> out;
+    out.reserve(server::routes.size());
     for (const Route& one : server::routes) {
         out.emplace_back(one.method, one.pattern);
     }
