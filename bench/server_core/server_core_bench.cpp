@@ -125,6 +125,7 @@ int run(const std::string& where, int seconds, std::size_t together, int entries
         }
     };
     std::vector<std::thread> threads;
+    threads.reserve(lanes);
     for (std::size_t i = 0; i < lanes; ++i) {
         threads.emplace_back(lane, i);
     }
