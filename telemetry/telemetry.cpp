@@ -38,17 +38,17 @@ void EventUpload::flush() {
         return;
     }
     const auto number = nextExchange_++;
-    exchanges_[number] =
-        ports_.http.send(std::move(request->request),
-                         [this, number, ids = buffer_.take()](const Result<HttpResponse, HttpFailure>& response) {
-                             const auto sent = ids;
-                             const auto over = exchanges_.extract(number);
-                             if (isSuccess(response)) {
-                                 buffer_.arrived(sent);
-                             } else {
-                                 buffer_.returned(sent);
-                             }
-                         });
+    exchanges_[number] = ports_.http.send(
+        std::move(request->request),
+        [this, number, ids = buffer_.take()](const Result<HttpResponse, HttpFailure>& response) mutable {
+            const auto sent = std::move(ids);
+            const auto over = exchanges_.extract(number);
+            if (isSuccess(response)) {
+                buffer_.arrived(sent);
+            } else {
+                buffer_.returned(sent);
+            }
+        });
 }
 
 void EventUpload::drop() {

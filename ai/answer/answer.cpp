@@ -107,6 +107,7 @@ private:
             group.worked.push_back(one);
         }
         std::vector<Group> out;
+        out.reserve(found.size());
         for (auto& [key, group] : found) {
             out.push_back(std::move(group));
         }
@@ -298,7 +299,7 @@ private:
         const auto ms = totalOf(all);
         auto text = fmt::format("{}you tracked {}{} on {}: {} on average for a day with tracked time", opening(),
                                 lengthWords(ms), on(), countWords(days, "day", "days"), lengthWords(ms / days));
-        if (const auto span = period(); span && span->days() != days) {
+        if (const auto span = period(); span && span->days() > days) {
             text += fmt::format(", {} for each of the period’s {}", lengthWords(ms / span->days()),
                                 countWords(span->days(), "day", "days"));
         }

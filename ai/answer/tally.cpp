@@ -81,6 +81,7 @@ std::vector<DayTotal> Tally::perDay(const std::vector<Worked>& worked) const {
         }
     }
     std::vector<DayTotal> out;
+    out.reserve(totals.size());
     for (const auto& [day, ms] : totals) {
         out.push_back({day, ms});
     }

@@ -31,7 +31,7 @@ constexpr std::size_t kStackBytes = std::size_t{64} << 10U;
 template <std::size_t size>
 std::string textIn(const std::array<char, size>& bytes) {
     const auto* const end = std::ranges::find(bytes, '\0');
-    return toValidUtf8(std::string_view(bytes.data(), static_cast<std::size_t>(end - bytes.begin())));
+    return toValidUtf8(std::string(bytes.begin(), end));
 }
 
 template <std::size_t size>
