@@ -78,7 +78,6 @@ int main(int argc, char** argv) {
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
                             .folder = paths.data,
-                            .folder = paths.data,
                             .raise = [] { std::cout << "raised" << std::endl; }});
     auto server = CommandSocketServer::start(paths.socket(), loop,
                                              [&](const std::string& request, CommandSocketServer::Reply reply) {
