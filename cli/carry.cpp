@@ -66,7 +66,6 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
                             .folder = paths.data,
-                            .folder = paths.data,
                             .raise = {},
                             .endsAfterwards = true});
     std::optional<CommandResponse> response;

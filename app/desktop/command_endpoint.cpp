@@ -31,7 +31,6 @@ CommandEndpoint::CommandEndpoint(Ports ports)
                                      .dictionary = &ports.services.dictionary(),
                                      .account = &account_,
                                      .folder = ports.services.paths().data,
-                                     .folder = ports.services.paths().data,
                                      .raise = std::move(ports.raise)}) {
     auto server = CommandSocketServer::start(
         ports.services.paths().socket(), ports.loop,
