@@ -87,11 +87,11 @@ void AppStore::Impl::note(const OperationRecord& done) {
 PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdSet& queued, WriteBatch writes) {
     MergePlan& merge = plan.merge;
     IdSet kept = pull.touched;
-#ifdef TOLVIK_PLANT_NO_HOLD
-    (void)queued;
-    kept.clear();
-#else
+#ifndef TOLVIK_PLANT_NO_HOLD
     kept.insert(queued.begin(), queued.end());
+#else
+    static_cast<void>(queued);
+    kept.clear();
 #endif
     leave(merge.tags, kept);
     leave(merge.tasks, kept);
@@ -111,7 +111,10 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
     };
     remember(merge.tasks.serverCopies);
     remember(merge.switchLogs.serverCopies);
-    const bool vanished = !merge.tags.removed.empty() || !merge.tasks.removed.empty();
+#ifdef TOLVIK_PLANT_WRONG_ORDER
+    settle(pull.touched, false);
+#endif
+    [[maybe_unused]] const bool vanished = !merge.tags.removed.empty() || !merge.tasks.removed.empty();
     const bool large = outcome.changed > kWriteAtOnce * 32;
     const auto always = [](const auto&) { return true; };
     tags.apply(std::move(merge.tags), always);
@@ -125,7 +128,9 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
         earliestDate = plan.earliestDate;
         held.writes.emplace_back(WriteBatch::PutValue{kEarliestDate, "\"" + earliestDate->text() + "\""});
     }
-    settle(pull.touched, vanished && !pull.touched.empty());
+#ifndef TOLVIK_PLANT_WRONG_ORDER
+    settle(pull.touched, vanished && !kept.empty());
+#endif
     for (const Identifier& id : merge.lacking) {
         if (tags.find(id)) {
             creations.emplace_back(RecordKind::tag, id);

@@ -45,7 +45,7 @@ std::unordered_map<Identifier, std::size_t> indexById(const std::vector<Record>&
 }
 
 template <class Record>
-void planCollection(CollectionPlan<Record>& plan, IdSet& lacking, const std::vector<Record>& local,
+void planCollection(CollectionPlan<Record>& plan, [[maybe_unused]] IdSet& lacking, const std::vector<Record>& local,
                     std::vector<Record>& pulled, const std::vector<DeletedMarker>& deleted, const IdSet& held,
                     bool isFull) {
     IdSet marked;
@@ -61,9 +61,11 @@ void planCollection(CollectionPlan<Record>& plan, IdSet& lacking, const std::vec
         if (found != byId.end()) {
             known[found->second] = true;
         }
+#ifndef TOLVIK_PLANT_NO_HOLD
         if (held.contains(record.id)) {
             continue;
         }
+#endif
         if (found != byId.end()) {
             if (pulled[found->second] != record) {
                 plan.replaced.emplace(record.id, pulled[found->second]);
@@ -71,7 +73,11 @@ void planCollection(CollectionPlan<Record>& plan, IdSet& lacking, const std::vec
         } else if (marked.contains(record.id)) {
             plan.removed.insert(record.id);
         } else if (isFull) {
+#ifdef TOLVIK_PLANT_DELETE_BY_ABSENCE
+            plan.removed.insert(record.id);
+#else
             lacking.insert(record.id);
+#endif
         }
     }
     for (std::size_t i = 0; i < pulled.size(); ++i) {
