@@ -12,6 +12,7 @@ Item {
     // Letters between the digits ("h", "m") are drawn smaller and lighter when this is set.
     property bool quietUnits: false
     property color unitColor: Theme.t2
+    property int unitSize: size
     // Stands at the right of the item's width.
     property bool layoutRight: false
 
@@ -55,7 +56,9 @@ Item {
                 verticalAlignment: Text.AlignVCenter
                 lineHeight: row.height
                 elide: Text.ElideNone
-                size: root.size
+                // Smaller units stand on the digits' line.
+                topPadding: isUnit ? Math.round((root.size - root.unitSize) * 0.7) : 0
+                size: isUnit ? root.unitSize : root.size
                 text: sign
                 color: isUnit ? root.unitColor : root.color
                 font.weight: isUnit ? Font.Normal : root.weight

@@ -6,7 +6,7 @@ import QtQuick.Templates as T
 T.Popup {
     id: root
 
-    readonly property var keyList: [["Ctrl+K", qsTr("Input bar")], ["Ctrl+1", qsTr("Home")], ["Ctrl+,", qsTr("Settings")], ["Alt+←  Alt+→", qsTr("Day before, day after")], ["Alt+Home", qsTr("Today")], ["Ctrl+G", qsTr("Calendar")], ["Ctrl+F", qsTr("Project filter")], ["↑  ↓", qsTr("Rows")], ["Enter", qsTr("Switch to the row's task")], ["D", qsTr("Mark it done")], ["P", qsTr("Change its project")], ["F2", qsTr("Rename it")], ["R", qsTr("Reason for the switch")], ["Delete", qsTr("Delete it")], ["←  →", qsTr("Along the ribbon and the days")], ["Ctrl+Z", qsTr("Undo the last change")], ["Ctrl+Shift+S", qsTr("Stop")], ["Ctrl+Shift+D", qsTr("Mark done")], ["Esc", qsTr("Back out")], ["F1", qsTr("This list")]]
+    readonly property var keyList: [["Ctrl+K", qsTr("Input bar")], ["Ctrl+1", qsTr("Home")], ["Ctrl+2", qsTr("Reports")], ["Ctrl+3", qsTr("Projects")], ["Ctrl+4", qsTr("Dictionary")], ["Ctrl+,", qsTr("Settings")], ["Alt+←  Alt+→", qsTr("Day before, day after")], ["Alt+Home", qsTr("Today")], ["Ctrl+G", qsTr("Calendar")], ["Ctrl+F", qsTr("Project filter, search")], ["Ctrl+E", qsTr("Export")], ["↑  ↓", qsTr("Rows")], ["Enter", qsTr("Switch to the row's task")], ["D", qsTr("Mark it done")], ["P", qsTr("Change its project")], ["F2", qsTr("Rename it")], ["R", qsTr("Reason for the switch")], ["Delete", qsTr("Delete it")], ["←  →", qsTr("Along the ribbon and the days")], ["Ctrl+Z", qsTr("Undo the last change")], ["Ctrl+Shift+S", qsTr("Stop")], ["Ctrl+Shift+D", qsTr("Mark done")], ["Esc", qsTr("Back out")], ["F1", qsTr("This list")]]
 
     parent: T.Overlay.overlay
     anchors.centerIn: parent

@@ -16,6 +16,10 @@ Window {
     function showPage(name: string): void {
         page = name;
     }
+    function ask(question: string, note: string, actionText: string, dangerous: bool, action: var): void {
+        sheet.active = true;
+        (sheet.item as Sheet).explain(question, note, actionText, dangerous, action);
+    }
 
     width: 1200
     height: 800
@@ -61,6 +65,31 @@ Window {
         onActivated: root.page = "home"
     }
     Key {
+        enabled: root.app.reports !== null
+        sequence: "Ctrl+2"
+        onActivated: root.page = "reports"
+    }
+    Key {
+        enabled: root.page === "reports" && reportsPage.item !== null
+        sequence: "Ctrl+E"
+        onActivated: (reportsPage.item as ReportsPage).openExport()
+    }
+    Key {
+        enabled: root.page === "reports" && reportsPage.item !== null
+        sequence: "Ctrl+F"
+        onActivated: (reportsPage.item as ReportsPage).openFilter()
+    }
+    Key {
+        enabled: root.app.projects !== null
+        sequence: "Ctrl+3"
+        onActivated: root.page = "projects"
+    }
+    Key {
+        enabled: root.app.dictionary !== null
+        sequence: "Ctrl+4"
+        onActivated: root.page = "dictionary"
+    }
+    Key {
         sequence: "Ctrl+,"
         onActivated: root.page = "settings"
     }
@@ -87,8 +116,18 @@ Window {
         onActivated: home.focusFilter()
     }
     Key {
+        enabled: root.page === "dictionary" && dictionaryPage.item !== null
+        sequence: "Ctrl+F"
+        onActivated: (dictionaryPage.item as DictionaryPage).focusSearch()
+    }
+    Key {
         sequence: "Ctrl+Z"
-        onActivated: root.app.home.undo()
+        onActivated: {
+            if (root.app.toast.offersUndo)
+                root.app.toast.undo();
+            else
+                root.app.home.undo();
+        }
     }
     Key {
         sequence: "Ctrl+Shift+S"
@@ -106,7 +145,8 @@ Window {
         }
     }
     Key {
-        enabled: root.page !== "home" && !root.app.settings.chord.recording
+        // A field that is typed into has Esc for itself first.
+        enabled: root.page !== "home" && !root.app.settings.chord.recording && !(root.activeFocusItem as Field) && !(root.activeFocusItem as CodeField)
         sequence: "Esc"
         onActivated: root.page = "home"
     }
@@ -118,13 +158,16 @@ Window {
         app: root.app
         page: root.page
         rail: root.rail
-        width: implicitWidth
+        visible: root.page !== "sign-in"
+        width: visible ? implicitWidth : 0
         onChosen: page => root.page = page
     }
     Item {
         anchors.left: sidebar.right
         anchors.right: parent.right
         height: parent.height
+        Keys.onEscapePressed: if (root.page !== "home")
+            root.page = "home"
 
         HomePage {
             id: home
@@ -135,8 +178,7 @@ Window {
             focus: visible
             visible: root.page === "home"
             onDeleteWanted: (taskId, title) => {
-                sheet.active = true;
-                (sheet.item as Sheet).ask(root.app.home.deleteQuestion(title), qsTr("Delete"), () => root.app.home.remove(taskId));
+                root.ask(root.app.home.deleteQuestion(title), "", qsTr("Delete"), true, () => root.app.home.remove(taskId));
             }
         }
         Loader {
@@ -148,12 +190,84 @@ Window {
                 compact: root.rail
             }
         }
+        Loader {
+            id: reportsPage
+
+            active: root.page === "reports"
+            anchors.fill: parent
+            focus: active
+            sourceComponent: ReportsPage {
+                app: root.app
+                compact: root.rail
+                focus: true
+            }
+        }
+        Loader {
+            active: root.page === "projects"
+            anchors.fill: parent
+            focus: active
+            sourceComponent: ProjectsPage {
+                app: root.app
+                compact: root.rail
+                focus: true
+                onDeleteWanted: root.ask(root.app.projects.deleteQuestion(), "", qsTr("Delete"), true, () => root.app.projects.remove())
+                onDictionaryWanted: projectId => {
+                    root.app.dictionary.targetId = projectId;
+                    root.page = "dictionary";
+                }
+            }
+        }
+        Loader {
+            id: dictionaryPage
+
+            active: root.page === "dictionary"
+            anchors.fill: parent
+            focus: active
+            sourceComponent: DictionaryPage {
+                app: root.app
+                compact: root.rail
+                focus: true
+            }
+        }
+        Loader {
+            active: root.page === "account"
+            anchors.fill: parent
+            focus: active
+            sourceComponent: AccountPage {
+                app: root.app
+                compact: root.rail
+                focus: true
+                onDeleteWanted: root.ask(qsTr("Delete account?"), root.app.account.deleteText + "\n" + root.app.account.deleteWarning, qsTr("Delete account"), true, () => root.app.account.deleteAccount())
+                onSignInWanted: root.page = "sign-in"
+                onSignOutWanted: root.ask(qsTr("Sign out?"), root.app.account.signOutText(), qsTr("Sign out"), false, () => root.app.account.signOut())
+            }
+        }
+        Loader {
+            active: root.page === "sign-in"
+            anchors.fill: parent
+            focus: active
+            sourceComponent: SignInPage {
+                app: root.app
+                focus: true
+                onLeaving: root.page = "account"
+            }
+        }
+        Toast {
+            anchors.bottom: parent.bottom
+            anchors.bottomMargin: 24
+            anchors.horizontalCenter: parent.horizontalCenter
+            lifeMs: root.app.toast.lifeMs
+            offersUndo: root.app.toast.offersUndo
+            text: root.app.toast.text
+            onDismissed: root.app.toast.dismiss()
+            onUndo: root.app.toast.undo()
+        }
         Toast {
             anchors.bottom: parent.bottom
             anchors.bottomMargin: 24
             anchors.horizontalCenter: parent.horizontalCenter
             offersUndo: root.app.home.toastOffersUndo
-            text: root.app.home.toastText
+            text: root.app.toast.text.length > 0 ? "" : root.app.home.toastText
             onDismissed: root.app.home.dismissToast()
             onUndo: root.app.home.undo()
         }

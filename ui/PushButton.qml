@@ -10,12 +10,13 @@ T.AbstractButton {
         Outlined,
         Filled,
         Danger,
-        Plain
+        Plain,
+        DangerOutlined
     }
 
     property int kind: PushButton.Outlined
     property string iconName
-    property color tint: kind === PushButton.Filled ? Theme.accentInk : kind === PushButton.Danger ? Theme.dangerInk : kind === PushButton.Plain ? Theme.accent : Theme.t1
+    property color tint: !enabled && kind === PushButton.Filled ? Theme.t2 : kind === PushButton.Filled ? Theme.accentInk : kind === PushButton.DangerOutlined ? Theme.danger : kind === PushButton.Danger ? Theme.dangerInk : kind === PushButton.Plain ? Theme.accent : Theme.t1
     property int iconSize: 16
 
     implicitWidth: Math.max(implicitHeight, content.implicitWidth + (text.length > 0 ? (iconName.length > 0 ? 26 : 24) : 0))
@@ -30,10 +31,10 @@ T.AbstractButton {
 
     background: Rectangle {
         radius: Theme.controlRadius
-        color: root.kind === PushButton.Filled ? Theme.accent : root.kind === PushButton.Danger ? Theme.danger : root.down ? Theme.sunk : root.hovered ? Theme.hover : root.kind === PushButton.Plain ? "transparent" : Theme.page
-        border.width: root.kind === PushButton.Outlined ? 1 : 0
-        border.color: Theme.edge
-        opacity: root.kind !== PushButton.Outlined && root.kind !== PushButton.Plain && (root.hovered || root.down) ? 0.9 : 1
+        color: root.kind === PushButton.Filled ? (root.enabled ? Theme.accent : Theme.sunk) : root.kind === PushButton.Danger ? Theme.danger : root.down ? Theme.sunk : root.hovered ? Theme.hover : root.kind === PushButton.Plain ? "transparent" : Theme.page
+        border.width: root.kind === PushButton.Outlined || root.kind === PushButton.DangerOutlined ? 1 : 0
+        border.color: root.kind === PushButton.DangerOutlined ? Theme.danger : Theme.edge
+        opacity: (root.kind === PushButton.Filled || root.kind === PushButton.Danger) && (root.hovered || root.down) ? 0.9 : 1
 
         Behavior on color  {
             ColorAnimation {
@@ -52,7 +53,7 @@ T.AbstractButton {
 
             anchors.centerIn: parent
             spacing: 8
-            opacity: root.enabled ? 1 : 0.45
+            opacity: root.enabled || root.kind === PushButton.Filled ? 1 : 0.45
 
             Icon {
                 anchors.verticalCenter: parent.verticalCenter

@@ -277,6 +277,12 @@ FocusScope {
                     ruled: true
                     text: qsTr("The chord is seen in every window. Only the modifier keys are read.")
                     title: qsTr("Accessibility")
+
+                    PushButton {
+                        implicitHeight: 32
+                        text: qsTr("Open system settings")
+                        onClicked: root.settings.openSystemSettings()
+                    }
                 }
             }
         }

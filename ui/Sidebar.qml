@@ -9,6 +9,7 @@ Rectangle {
     id: root
 
     required property WindowModel app
+    readonly property AccountModel account: app.account
     property string page: "home"
     property bool rail: false
 
@@ -75,34 +76,9 @@ Rectangle {
         color: Theme.line
     }
 
-    // The mark: a stretch of time that ends at the live edge.
-    Item {
+    Mark {
         x: root.rail ? 18 : 23
         y: 23
-        width: 21
-        height: 16
-
-        Rectangle {
-            y: 4
-            width: 20
-            height: 8
-            radius: 4
-            color: Theme.dark ? "#3D4946" : "#C4CDC8"
-        }
-        Rectangle {
-            y: 4
-            width: 14
-            height: 8
-            radius: 4
-            color: Theme.t1
-        }
-        Rectangle {
-            x: 13
-            width: 3
-            height: 16
-            radius: 1.5
-            color: Theme.accent
-        }
     }
     Label {
         x: 54
@@ -126,6 +102,27 @@ Rectangle {
             iconName: "house"
             text: qsTr("Home")
             onClicked: root.chosen("home")
+        }
+        NavButton {
+            current: root.page === "reports"
+            iconName: "bar-chart"
+            text: qsTr("Reports")
+            visible: root.app.reports !== null
+            onClicked: root.chosen("reports")
+        }
+        NavButton {
+            current: root.page === "projects"
+            iconName: "folder2"
+            text: qsTr("Projects")
+            visible: root.app.projects !== null
+            onClicked: root.chosen("projects")
+        }
+        NavButton {
+            current: root.page === "dictionary"
+            iconName: "journal-text"
+            text: qsTr("Dictionary")
+            visible: root.app.dictionary !== null
+            onClicked: root.chosen("dictionary")
         }
     }
 
@@ -239,43 +236,99 @@ Rectangle {
             text: qsTr("Settings")
             onClicked: root.chosen("settings")
         }
-        Item {
+        Rejection {
             width: parent.width
-            height: 40
-            Accessible.role: Accessible.StaticText
-            Accessible.name: root.app.accountState
+            account: root.account
+            visible: root.account.rejection.length > 0 && !root.rail
+        }
+        T.AbstractButton {
+            id: accountButton
 
-            Rectangle {
-                x: root.rail ? 6 : 4
-                y: 6
-                width: 28
-                height: 28
-                radius: 14
-                color: Theme.t2
+            readonly property bool current: root.page === "account" || root.page === "sign-in"
 
-                Icon {
-                    anchors.centerIn: parent
-                    color: Theme.side
-                    name: "person-circle"
-                    size: 20
+            width: parent.width
+            implicitHeight: root.rail ? 40 : 48
+            hoverEnabled: true
+            enabled: root.account.available
+            focusPolicy: Qt.TabFocus
+            text: root.account.title
+            Accessible.role: root.account.available ? Accessible.PageTab : Accessible.StaticText
+            Accessible.name: qsTr("Account: %1, %2").arg(root.account.title).arg(root.account.stateText)
+            Accessible.selected: current
+            Accessible.onPressAction: clicked()
+            Keys.onReturnPressed: clicked()
+            Keys.onEnterPressed: clicked()
+            onClicked: root.chosen("account")
+
+            background: Rectangle {
+                radius: 10
+                color: accountButton.current ? Theme.raised : accountButton.hovered ? Theme.line : "transparent"
+                border.width: accountButton.current ? (Theme.highContrast ? 2 : 1) : 0
+                border.color: Theme.line
+
+                FocusRing {
+                    visible: accountButton.visualFocus
                 }
             }
-            Label {
-                x: 41
-                y: 4
-                font.weight: Font.Medium
-                size: Theme.secondary
-                text: root.app.accountName
-                visible: !root.rail
-                lineHeight: 16
+            contentItem: Item {
+                Rectangle {
+                    x: root.rail ? 6 : 4
+                    anchors.verticalCenter: parent.verticalCenter
+                    width: 28
+                    height: 28
+                    radius: 14
+                    color: Theme.t2
+
+                    Icon {
+                        anchors.centerIn: parent
+                        color: Theme.side
+                        name: "person-circle"
+                        size: 20
+                        visible: root.account.initial.length === 0
+                    }
+                    Label {
+                        anchors.centerIn: parent
+                        color: Theme.side
+                        font.weight: Font.DemiBold
+                        size: Theme.secondary
+                        text: root.account.initial
+                    }
+                }
+                Label {
+                    x: 41
+                    anchors.verticalCenter: parent.verticalCenter
+                    anchors.verticalCenterOffset: -8
+                    width: parent.width - x - 6
+                    font.weight: Font.Medium
+                    size: Theme.secondary
+                    text: root.account.title
+                    visible: !root.rail
+                    lineHeight: 16
+                }
+                Row {
+                    x: 41
+                    anchors.verticalCenter: parent.verticalCenter
+                    anchors.verticalCenterOffset: 8
+                    spacing: 5
+                    visible: !root.rail
+
+                    Icon {
+                        anchors.verticalCenter: parent.verticalCenter
+                        color: root.account.waiting ? Theme.accent : Theme.t2
+                        name: root.account.stateIcon
+                        size: 12
+                        visible: root.account.stateIcon.length > 0
+                    }
+                    Label {
+                        color: Theme.t2
+                        size: Theme.caption
+                        text: root.account.stateText
+                    }
+                }
             }
-            Label {
-                x: 41
-                y: 21
-                color: Theme.t2
-                size: Theme.caption
-                text: root.app.accountState
-                visible: !root.rail
+            Tip {
+                shown: root.rail && accountButton.hovered
+                text: root.account.title + ", " + root.account.stateText
             }
         }
     }

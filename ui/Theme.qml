@@ -53,6 +53,7 @@ QtObject {
     readonly property int section: 15
     readonly property int pageTitle: 22
     readonly property int runningTitle: 24
+    readonly property int reportTotal: 44
     readonly property int clock: 48
 
     function lineHeight(size: int): int {
@@ -65,6 +66,8 @@ QtObject {
             return 28;
         case 24:
             return 32;
+        case 44:
+            return 48;
         case 48:
             return 52;
         default:

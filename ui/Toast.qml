@@ -6,6 +6,7 @@ Rectangle {
 
     property string text
     property bool offersUndo: false
+    property int lifeMs: 6000
 
     signal undo
     signal dismissed
@@ -40,7 +41,7 @@ Rectangle {
     Timer {
         id: life
 
-        interval: 6000
+        interval: root.lifeMs
         running: root.text.length > 0 && !pointer.hovered && !button.activeFocus
         onTriggered: root.dismissed()
     }

@@ -2,10 +2,13 @@
 
 #include <QApplication>
 #include <QColor>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
+#include <QStandardPaths>
 #include <QTimer>
 #include <QVariantMap>
 #include <optional>
@@ -27,6 +30,7 @@
 #include "adapters/system/system_time_zone.h"
 #include "adapters/system/thread_workers.h"
 #include "app/desktop/command_endpoint.h"
+#include "app/desktop/desktop_account.h"
 #include "app/desktop/main_window.h"
 #include "app/desktop/menu_looks.h"
 #include "app/desktop/termination.h"
@@ -37,6 +41,7 @@
 #include "app/shell/menu_model.h"
 #include "app/shell/notifications.h"
 #include "dictionary/dictionary_manager.h"
+#include "services/lazy_pdf_writer.h"
 #include "services/log_services.h"
 #include "ui/ui_module.h"
 #include "voice/capture/push_to_talk_hotkey.h"
@@ -70,6 +75,19 @@ void showMessage(const std::string& title, const std::string& text) {
     box->show();
 }
 
+/// Lets the user choose where a file is saved, beside the other windows.
+void chooseFile(const QString& suggested, const QString& filter, std::function<void(QString)> done) {
+    auto* dialog = new QFileDialog(nullptr, QCoreApplication::translate("DesktopApp", "Export"),
+                                   QStandardPaths::writableLocation(QStandardPaths::DownloadLocation), filter);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix(QFileInfo(suggested).suffix());
+    dialog->selectFile(suggested);
+    QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
+                     [done = std::move(done)](const QString& path) { done(path); });
+    dialog->open();
+}
+
 }  // namespace
 
 /// Members stand in the order of their making; each may use those above it.
@@ -98,9 +116,12 @@ struct DesktopApp::Impl {
     SystemClock clock;
     SystemTimeZone zone;
     SystemRandom random;
+    // A worker may draw with it until the end.
+    std::unique_ptr<LazyPdfWriter> pdf;
     ThreadWorkers workers;
     std::unique_ptr<LogServices> services;
     std::unique_ptr<CommandEndpoint> endpoint;
+    std::unique_ptr<DesktopAccount> account;
 
     XdgLoginStart loginStart;
     PackageUpdateChecker updates{"tolvik", TOLVIK_VERSION};
@@ -139,6 +160,8 @@ Result<void, StoreError> DesktopApp::Impl::openLog(const Paths& paths) {
 void DesktopApp::Impl::compose() {
     ValueStore& values = services->values();
     AppStore& store = services->store();
+    pdf = std::make_unique<LazyPdfWriter>(services->paths().pdfModule());
+    account = std::make_unique<DesktopAccount>(*services, clock, workers, loop);
     appearance = std::make_unique<PortalAppearance>(rememberedAppearance(values));
     voice = std::make_unique<VoiceStack>(VoiceStack::Ports{.loop = loop,
                                                            .workers = workers,
@@ -175,6 +198,12 @@ void DesktopApp::Impl::compose() {
                       .modelFolderChanged = [this](const std::string& folder) { voice->setModelFolder(folder); },
                       .dataFolder = QString::fromStdString(services->paths().data.string()),
                       .version = TOLVIK_VERSION},
+        PagePorts{.dictionary = &services->dictionary(),
+                  .account = account.get(),
+                  .workers = &workers,
+                  .loop = &loop,
+                  .pdf = pdf.get(),
+                  .chooseFile = chooseFile},
         appearance.get());
     subscriptions.push_back(notifications.on(Notification::navigateTo, [this](const std::string& page) {
         raiseWindow();
@@ -222,7 +251,11 @@ void DesktopApp::Impl::openWindow() {
                                                                     loop.post([this] { startRest(); });
                                                                 },
                                                             .hidesOnClose = [this] { return hidesOnClose(); },
-                                                            .activated = [this] { services->store().refresh(); },
+                                                            .activated =
+                                                                [this] {
+                                                                    services->store().refresh();
+                                                                    account->wake();
+                                                                },
                                                             .bringToFront = bringToFront});
     window->show();
 }
@@ -231,6 +264,7 @@ void DesktopApp::Impl::startRest() {
     if (std::exchange(restStarted, true)) {
         return;
     }
+    account->start();
     ValueStore& values = services->values();
     VoiceManager& manager = voice->manager();
     voiceTrace = VoiceTrace::fromEnvironment(manager, clock);
@@ -265,7 +299,10 @@ void DesktopApp::Impl::startRest() {
     tray = std::make_unique<TrayItem>(*menu, menuLooks(engine));
     tray->setWanted(values.flag(SettingsModel::menuBarKey, true));
     sleep = std::make_unique<LogindSleepMonitor>();
-    subscriptions.push_back(sleep->onWake([this] { services->store().refresh(); }));
+    subscriptions.push_back(sleep->onWake([this] {
+        services->store().refresh();
+        account->wake();
+    }));
     if (const std::string notice = services->openingNotice(); !notice.empty()) {
         notifier.tell("Tolvik", notice);
     }

@@ -3,6 +3,7 @@
 #include <QCloseEvent>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QScreen>
 #include <utility>
 
 namespace tolvik {
@@ -27,13 +28,27 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::show() {
+    fitIntoScreen();
     window_->show();
+}
+
+void MainWindow::fitIntoScreen() {
+    if (std::exchange(fitted_, true)) {
+        return;
+    }
+    // The window's frame is unknown before it is shown; a title bar rarely takes more.
+    constexpr int frame = 40;
+    if (const QScreen* screen = window_->screen()) {
+        const QSize room = screen->availableSize() - QSize(0, frame);
+        window_->resize(window_->size().boundedTo(room).expandedTo(window_->minimumSize()));
+    }
 }
 
 void MainWindow::raise() {
     if (window_->windowStates().testFlag(Qt::WindowMinimized)) {
         window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
     }
+    fitIntoScreen();
     window_->show();
     hooks_.bringToFront(*window_);
 }

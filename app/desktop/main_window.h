@@ -34,9 +34,13 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    /// Once, before the window is first shown: no larger than the screen's work area.
+    void fitIntoScreen();
+
     std::unique_ptr<QQuickWindow> window_;
     Hooks hooks_;
     bool hadFrame_ = false;
+    bool fitted_ = false;
 };
 
 }  // namespace tolvik

@@ -163,6 +163,8 @@ public:
     /// Shows the month of the shown day.
     Q_INVOKABLE void openMonth();
     Q_INVOKABLE void shiftMonth(int months);
+    /// The project of new tasks was chosen elsewhere.
+    void projectChosen() { Q_EMIT changed(); }
     /// The question before a deletion.
     Q_INVOKABLE [[nodiscard]] QString deleteQuestion(const QString& title) const;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractListModel>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -26,18 +27,66 @@ protected:
         return known ? &rows_[static_cast<std::size_t>(index.row())] : nullptr;
     }
 
+    /// Rows that go and rows that come are announced in stretches, so that long lists stay cheap.
     void assign(std::vector<Row> next) {
+        dropMissing(next);
+        std::set<Key> known;
+        for (const Row& row : rows_) {
+            known.insert(row.key());
+        }
         for (std::size_t i = 0; i < next.size(); ++i) {
-            place(i, std::move(next[i]));
+            std::size_t end = i;
+            while (end < next.size() && !known.contains(next[end].key())) {
+                ++end;
+            }
+            if (end > i) {
+                insert(i, next, end);
+                i = end - 1;
+            } else {
+                place(i, std::move(next[i]));
+            }
         }
         if (rows_.size() > next.size()) {
-            beginRemoveRows({}, static_cast<int>(next.size()), static_cast<int>(rows_.size()) - 1);
-            rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(next.size()), rows_.end());
-            endRemoveRows();
+            remove(next.size(), rows_.size());
         }
     }
 
 private:
+    using Key = std::decay_t<decltype(std::declval<const Row&>().key())>;
+
+    void dropMissing(const std::vector<Row>& next) {
+        std::set<Key> wanted;
+        for (const Row& row : next) {
+            wanted.insert(row.key());
+        }
+        for (std::size_t end = rows_.size(); end > 0;) {
+            std::size_t begin = end;
+            while (begin > 0 && !wanted.contains(rows_[begin - 1].key())) {
+                --begin;
+            }
+            if (begin < end) {
+                remove(begin, end);
+            }
+            end = begin > 0 ? begin - 1 : 0;
+        }
+    }
+
+    void remove(std::size_t begin, std::size_t end) {
+        beginRemoveRows({}, static_cast<int>(begin), static_cast<int>(end) - 1);
+        rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(begin),
+                    rows_.begin() + static_cast<std::ptrdiff_t>(end));
+        endRemoveRows();
+    }
+
+    /// Rows [at, end) of `next` go where they belong.
+    void insert(std::size_t at, std::vector<Row>& next, std::size_t end) {
+        beginInsertRows({}, static_cast<int>(at), static_cast<int>(end) - 1);
+        const auto from = next.begin() + static_cast<std::ptrdiff_t>(at);
+        rows_.insert(rows_.begin() + static_cast<std::ptrdiff_t>(at), std::make_move_iterator(from),
+                     std::make_move_iterator(next.begin() + static_cast<std::ptrdiff_t>(end)));
+        endInsertRows();
+    }
+
     void place(std::size_t at, Row row) {
         std::size_t found = at;
         while (found < rows_.size() && rows_[found].key() != row.key()) {

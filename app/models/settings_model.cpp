@@ -2,12 +2,14 @@
 
 #include <QDesktopServices>
 #include <QPointer>
+#include <QProcess>
 #include <QUrl>
 #include <QVariantMap>
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
+#include "app/models/system_settings.h"
 #include "app/models/wording.h"
 #include "voice/capture/voice_settings.h"
 
@@ -262,6 +264,17 @@ void SettingsModel::openDataFolder() {
         problem_ = QStringLiteral("No file manager opened the folder. It is at %1.").arg(ports_.dataFolder);
         Q_EMIT changed();
     }
+}
+
+void SettingsModel::openSystemSettings() {
+    QStringList command = systemSettingsCommand();
+    const QString program = command.isEmpty() ? QString() : command.takeFirst();
+    const bool opened = !program.isEmpty() && QProcess::startDetached(program, command);
+    problem_ = opened ? QString()
+                      : QStringLiteral(
+                            "No program for the desktop's settings was found. Open them from the desktop's "
+                            "menu and look for keyboard or accessibility.");
+    Q_EMIT changed();
 }
 
 void SettingsModel::checkForUpdates() {

@@ -109,6 +109,8 @@ public:
     [[nodiscard]] QString updateText() const { return updateText_; }
 
     Q_INVOKABLE void openDataFolder();
+    /// Opens the desktop's own settings; where no program for them is known, `problem` says what to do.
+    Q_INVOKABLE void openSystemSettings();
     Q_INVOKABLE void checkForUpdates();
     /// Looks at what may have changed outside: devices, engine, login start.
     Q_INVOKABLE void refresh();

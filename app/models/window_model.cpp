@@ -4,9 +4,34 @@
 
 namespace tolvik {
 
-WindowModel::WindowModel(HomePorts home, SettingsPorts settings, DesktopAppearance* desktop, QObject* parent)
-    : QObject(parent), voice_(settings.voice), home_(home), settings_(settings), looks_(settings.values, desktop) {
+WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages, DesktopAppearance* desktop,
+                         QObject* parent)
+    : QObject(parent),
+      voice_(settings.voice),
+      home_(home),
+      settings_(settings),
+      looks_(settings.values, desktop),
+      account_(pages.account, home.zone) {
     AppStore& store = home.store;
+    if (pages.dictionary != nullptr) {
+        projects_ = std::make_unique<ProjectsModel>(ProjectsPorts{
+            .store = store, .clock = home.clock, .zone = home.zone, .dictionary = *pages.dictionary, .toast = toast_});
+        dictionary_ = std::make_unique<DictionaryModel>(*pages.dictionary, store, toast_);
+        projectSubscription_ = pages.dictionary->onChanged([this] { home_.projectChosen(); });
+    }
+    if (pages.workers != nullptr && pages.loop != nullptr) {
+        reports_ = std::make_unique<ReportsModel>(ReportsPorts{.store = store,
+                                                               .clock = home.clock,
+                                                               .zone = home.zone,
+                                                               .workers = *pages.workers,
+                                                               .loop = *pages.loop,
+                                                               .toast = toast_,
+                                                               .pdf = pages.pdf,
+                                                               .chooseFile = pages.chooseFile,
+                                                               .narrative = pages.narrative,
+                                                               .isSignedIn = [this] { return account_.signedIn(); }});
+        connect(reports_.get(), &ReportsModel::homeWanted, this, [this] { showPage(QStringLiteral("home")); });
+    }
     const auto colorOf = [&store](const Identifier& id) {
         const TaskModel* task = store.taskById(id);
         return task != nullptr ? static_cast<int>(task->colorIndex) : -1;

@@ -3,13 +3,36 @@
 #include <QObject>
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
+#include <memory>
 
+#include "app/models/account_model.h"
+#include "app/models/dictionary_model.h"
 #include "app/models/home_model.h"
 #include "app/models/looks_model.h"
 #include "app/models/pill_model.h"
+#include "app/models/projects_model.h"
+#include "app/models/reports_model.h"
 #include "app/models/settings_model.h"
+#include "app/models/toast_model.h"
 
 namespace tolvik {
+
+/// What the pages besides Home and Settings lend from the rest of the application; null for a page that is not there.
+/// Everything outlives the model.
+struct PagePorts {
+    DictionaryManager* dictionary = nullptr;
+    AccountGateway* account = nullptr;
+    /// Both are needed for reports.
+    Workers* workers = nullptr;
+    MainLoop* loop = nullptr;
+    /// Null where pages cannot be drawn.
+    PdfWriter* pdf = nullptr;
+    /// Asks the user where to save a file, see `ReportsPorts`.
+    std::function<void(const QString& suggested, const QString& filter, std::function<void(QString)> done)> chooseFile =
+        {};
+    /// Words about a range, see `ReportsPorts`.
+    std::function<void(DaySpan days, std::function<void(std::optional<std::string>)> done)> narrative = {};
+};
 
 /// Everything that the main window and the pill show. The composition makes one; it outlives both windows. Main thread
 /// only.
@@ -21,24 +44,32 @@ class WindowModel : public QObject {
     Q_PROPERTY(tolvik::SettingsModel* settings READ settings CONSTANT)
     Q_PROPERTY(tolvik::LooksModel* looks READ looks CONSTANT)
     Q_PROPERTY(tolvik::PillModel* pill READ pill CONSTANT)
-    /// The name and the state of synchronisation at the foot of the side bar.
-    Q_PROPERTY(QString accountName READ accountName CONSTANT)
-    Q_PROPERTY(QString accountState READ accountState CONSTANT)
+    Q_PROPERTY(tolvik::AccountModel* account READ account CONSTANT)
+    /// Null without the page.
+    Q_PROPERTY(tolvik::ProjectsModel* projects READ projects CONSTANT)
+    Q_PROPERTY(tolvik::DictionaryModel* dictionary READ dictionary CONSTANT)
+    Q_PROPERTY(tolvik::ReportsModel* reports READ reports CONSTANT)
+    /// What was done on a page other than Home.
+    Q_PROPERTY(tolvik::ToastModel* toast READ toast CONSTANT)
 public:
     /// `voice` in the settings' ports is also what the pill follows and the microphone button presses.
-    WindowModel(HomePorts home, SettingsPorts settings, DesktopAppearance* desktop, QObject* parent = nullptr);
+    WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages, DesktopAppearance* desktop,
+                QObject* parent = nullptr);
 
     [[nodiscard]] HomeModel* home() { return &home_; }
     [[nodiscard]] SettingsModel* settings() { return &settings_; }
     [[nodiscard]] LooksModel* looks() { return &looks_; }
     [[nodiscard]] PillModel* pill() { return &pill_; }
-    [[nodiscard]] QString accountName() const { return QStringLiteral("Not signed in"); }
-    [[nodiscard]] QString accountState() const { return QStringLiteral("On this device only"); }
+    [[nodiscard]] AccountModel* account() { return &account_; }
+    [[nodiscard]] ProjectsModel* projects() { return projects_.get(); }
+    [[nodiscard]] DictionaryModel* dictionary() { return dictionary_.get(); }
+    [[nodiscard]] ReportsModel* reports() { return reports_.get(); }
+    [[nodiscard]] ToastModel* toast() { return &toast_; }
 
     /// Starts listening, or ends and processes.
     Q_INVOKABLE void toggleVoice();
 
-    /// Asks the window to show a page ("home", "settings").
+    /// Asks the window to show a page ("home", "reports", "projects", "dictionary", "settings", "account").
     void showPage(const QString& page) { Q_EMIT pageWanted(page); }
     /// Asks the window to put the keyboard focus into the input bar.
     void focusInput() { Q_EMIT inputFocusWanted(); }
@@ -53,6 +84,12 @@ private:
     SettingsModel settings_;
     LooksModel looks_;
     PillModel pill_;
+    AccountModel account_;
+    ToastModel toast_;
+    std::unique_ptr<ProjectsModel> projects_;
+    std::unique_ptr<DictionaryModel> dictionary_;
+    std::unique_ptr<ReportsModel> reports_;
+    Subscription projectSubscription_;
 };
 
 }  // namespace tolvik

@@ -71,6 +71,12 @@ QString longDay(DayKey day, DayKey today) {
     return QLocale().toString(date, sameYear ? QStringLiteral("dddd d MMMM") : QStringLiteral("dddd d MMMM yyyy"));
 }
 
+QString shortDay(DayKey day, DayKey today) {
+    const QDate date = toDate(day);
+    const bool sameYear = date.year() == toDate(today).year();
+    return QLocale().toString(date, sameYear ? QStringLiteral("d MMMM") : QStringLiteral("d MMMM yyyy"));
+}
+
 QString dayName(DayKey day, DayKey today) {
     if (day == today) {
         return QStringLiteral("Today");

@@ -28,6 +28,8 @@ namespace tolvik::wording {
 [[nodiscard]] QString timeOfDay(Instant instant, const TimeZone& zone);
 /// "Thursday 19 November", with the year when it is not `today`'s.
 [[nodiscard]] QString longDay(DayKey day, DayKey today);
+/// "3 July", with the year when it is not `today`'s.
+[[nodiscard]] QString shortDay(DayKey day, DayKey today);
 /// "Today", "Yesterday" or the day of the week.
 [[nodiscard]] QString dayName(DayKey day, DayKey today);
 /// "Thursday".

@@ -7,6 +7,7 @@ namespace tolvik {
 
 SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
     goTo(0, 8, 0);
+    dictionary = std::make_unique<DictionaryManager>(DictionaryPorts{values, clock, random, loop, mutations, holdOff});
     store = std::make_unique<AppStore>(AppStorePorts{.values = values,
                                                      .clock = clock,
                                                      .timeZone = zone,
@@ -14,7 +15,7 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
                                                      .loop = loop,
                                                      .mutations = mutations,
                                                      .holdOff = holdOff,
-                                                     .activeProject = [this] { return activeProject; },
+                                                     .activeProject = [this] { return dictionary->activeTagId(); },
                                                      .isSignedIn = [] { return false; },
                                                      .requestDay = {}});
     microphone.list = {{"desk", "Desk microphone", true}, {"cam", "Camera", false}};
@@ -63,8 +64,8 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
                           outcome.feedback = "Couldn't find that task";
                           done(outcome);
                       },
-                  .activeProject = [this] { return activeProject; },
-                  .setActiveProject = [this](std::optional<Identifier> id) { activeProject = id; }},
+                  .activeProject = [this] { return dictionary->activeTagId(); },
+                  .setActiveProject = [this](std::optional<Identifier> id) { useProject(id); }},
         SettingsPorts{.values = values,
                       .voice = voice.get(),
                       .microphone = &microphone,
@@ -75,6 +76,15 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
                       .modelFolderChanged = {},
                       .dataFolder = QStringLiteral("/home/maren/.local/share/Tolvik"),
                       .version = QStringLiteral("0.1.0")},
+        PagePorts{.dictionary = dictionary.get(),
+                  .account = &account,
+                  .workers = &workers,
+                  .loop = &loop,
+                  .chooseFile =
+                      [this](const QString& suggested, const QString&, const std::function<void(QString)>& done) {
+                          suggestedFile = suggested;
+                          done(chosenFile);
+                      }},
         &appearance);
 }
 
@@ -93,6 +103,22 @@ Identifier SampleWindow::task(const std::string& title) const {
         }
     }
     return {};
+}
+
+Identifier SampleWindow::project(const std::string& name) const {
+    for (const TagModel& tag : store->tags()) {
+        if (tag.name == name) {
+            return tag.id;
+        }
+    }
+    return {};
+}
+
+void SampleWindow::fillDictionary() {
+    dictionary->importEntries(
+        "Ines Kallio (client lead at Brightwater)\nStripeline (payment provider)\nTurku (city)\nwebhook\n"
+        "Tamsin (team member)\nindexer (service)\nkubelet\nMaren Holt (that is me)\nBrivio (client)");
+    dictionary->importEntries("checkout\nidempotency key (header of a payment)\nPayLoop (gateway)", project("Harbour"));
 }
 
 void SampleWindow::work(int day, const std::string& title, int fromHour, int fromMinute) {
@@ -123,7 +149,7 @@ void SampleWindow::fillPastDays() {
     for (const Day day : {Day{0, 6, 40}, Day{3, 6, 10}, Day{4, 6, 50}, Day{5, 4, 30}, Day{6, 7, 30}, Day{7, 5, 50},
                           Day{8, 1, 5}, Day{10, 7, 20}, Day{11, 6, 30}, Day{12, 6, 55}}) {
         const std::string& title = titles.at(next % 3);
-        activeProject = projects.at(next % 3);
+        useProject(projects.at(next % 3));
         ++next;
         work(day.day, title, 9, 0);
         if (day.day == 12) {
@@ -134,34 +160,28 @@ void SampleWindow::fillPastDays() {
     }
     work(12, "Stand-up", 16, 20);
     work(12, "", 16, 36);
-    activeProject = harbour;
+    useProject(harbour);
 }
 
 void SampleWindow::fillUntilMorning() {
     fillPastDays();
-    activeProject = std::nullopt;
+    useProject(std::nullopt);
     goTo(13, 8, 50);
     loop.runPosted();
 }
 
 void SampleWindow::fillTwoWeeks() {
     fillPastDays();
-    const auto project = [this](const char* name) {
-        for (const TagModel& tag : store->tags()) {
-            if (tag.name == name) {
-                activeProject = tag.id;
-            }
-        }
-    };
-    project("Studio");
+    const auto use = [this](const char* name) { useProject(project(name)); };
+    use("Studio");
     work(13, "Inbox and planning", 8, 52);
-    project("Harbour");
+    use("Harbour");
     work(13, "Checkout: retry failed payments", 9, 31);
     work(13, "Stand-up", 10, 46);
     work(13, "", 11, 2);
     work(13, "Checkout: retry failed payments", 11, 11);
     work(13, "", 12, 19);
-    project("Brightwater");
+    use("Brightwater");
     work(13, "Brightwater invoice, October", 13, 2);
     work(13, "Inbox and planning", 13, 24);
     (void)store->markDone(task("Brightwater invoice, October"));
@@ -173,9 +193,9 @@ void SampleWindow::fillTwoWeeks() {
             break;
         }
     }
-    activeProject = std::nullopt;
+    useProject(std::nullopt);
     work(13, "Book the train to Turku", 14, 6);
-    project("Harbour");
+    use("Harbour");
     work(13, "Checkout: retry failed payments", 14, 6);
     goTo(13, 14, 54, 8);
     loop.runPosted();

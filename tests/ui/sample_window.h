@@ -6,6 +6,7 @@
 #include "app/models/window_model.h"
 #include "base/zone.h"
 #include "core/app_store.h"
+#include "dictionary/dictionary_manager.h"
 #include "tests/fakes/fake_audio_file_codec.h"
 #include "tests/fakes/fake_chord_monitor.h"
 #include "tests/fakes/fake_clock.h"
@@ -15,6 +16,7 @@
 #include "tests/fakes/fake_speech_recognizer.h"
 #include "tests/fakes/memory_value_store.h"
 #include "tests/fakes/virtual_main_loop.h"
+#include "tests/ui/sample_account.h"
 #include "voice/capture/voice_manager.h"
 
 namespace tolvik {
@@ -47,6 +49,11 @@ public:
     void fillUntilMorning();
     /// Moves the clock to a wall-clock reading of the day so many days after the start.
     void goTo(int day, int hour, int minute, int second = 0);
+    /// A project's id; empty when there is none of that name.
+    [[nodiscard]] Identifier project(const std::string& name) const;
+    void useProject(const std::optional<Identifier>& id) { dictionary->setActiveProject(id); }
+    /// Terms for the personal dictionary and for one project.
+    void fillDictionary();
     /// The id of the first task of that title; empty when there is none.
     [[nodiscard]] Identifier task(const std::string& title) const;
 
@@ -64,9 +71,13 @@ public:
     FakeMediaPlayers media;
     FakeAudioFileCodec codec;
     SampleAppearance appearance;
-    std::optional<Identifier> activeProject;
+    SampleAccount account;
     /// What lines that begin with "/" were carried out as.
     std::vector<std::string> sentences;
+    /// Where an export goes, and what was proposed; an empty choice is a cancelled one.
+    QString chosenFile;
+    QString suggestedFile;
+    std::unique_ptr<DictionaryManager> dictionary;
     std::unique_ptr<AppStore> store;
     std::unique_ptr<VoiceManager> voice;
     std::unique_ptr<WindowModel> window;

@@ -139,6 +139,87 @@ void emptyDay(const Preview& preview) {
     preview.save(*window, QStringLiteral("home-empty-narrow"));
 }
 
+/// One page in light, dark, narrow and with high contrast.
+void everyLook(const Preview& preview, SampleWindow& sample, QQuickWindow& window, const QString& name) {
+    preview.save(window, name + QStringLiteral("-light"));
+    sample.appearance.set({.dark = true});
+    preview.save(window, name + QStringLiteral("-dark"));
+    window.resize(720, 520);
+    preview.save(window, name + QStringLiteral("-narrow"));
+    window.resize(1200, 800);
+    sample.appearance.set({.dark = false, .highContrast = true});
+    preview.save(window, name + QStringLiteral("-contrast"));
+    sample.appearance.set({});
+}
+
+void management(const Preview& preview) {
+    SampleWindow sample;
+    sample.fillTwoWeeks();
+    sample.fillDictionary();
+    sample.account.signedIn = true;
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    const auto go = [&](const char* page) { window->setProperty("page", QString::fromLatin1(page)); };
+    go("reports");
+    everyLook(preview, sample, *window, QStringLiteral("reports"));
+    sample.window->reports()->setRange(QStringLiteral("quarter"));
+    if (auto* chart = window->findChild<QQuickItem*>(QStringLiteral("reportChart"))) {
+        chart->forceActiveFocus(Qt::TabFocusReason);
+        preview.save(*window, QStringLiteral("reports-quarter"));
+    }
+    sample.window->reports()->setDays(QStringLiteral("2020-01-01"), QStringLiteral("2021-06-01"));
+    preview.save(*window, QStringLiteral("reports-empty"));
+    go("projects");
+    everyLook(preview, sample, *window, QStringLiteral("projects"));
+    go("dictionary");
+    everyLook(preview, sample, *window, QStringLiteral("dictionary"));
+    sample.window->dictionary()->setTargetId(QString::fromStdString(sample.project("Harbour").text()));
+    if (auto* list = window->findChild<QQuickItem*>(QStringLiteral("termList"))) {
+        list->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(window, Qt::Key_Down);
+        preview.save(*window, QStringLiteral("dictionary-project"));
+        QTest::keyClick(window, Qt::Key_Return);
+        preview.save(*window, QStringLiteral("dictionary-editing"));
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTest::keyClick(window, Qt::Key_Delete);
+        preview.save(*window, QStringLiteral("dictionary-deleted"));
+    }
+    sample.window->toast()->dismiss();
+    sample.window->dictionary()->setTargetId({});
+    if (auto* page = window->findChild<QQuickItem*>(QStringLiteral("dictionaryPage"))) {
+        QMetaObject::invokeMethod(page, "openImport");
+        sample.window->dictionary()->setImportText(QStringLiteral(
+            "Lumo (client of Studio)\nStripeline (payment provider)\nTampere (city)\nturku\nwebhook sink"));
+        QTest::qWait(250);
+        everyLook(preview, sample, *window, QStringLiteral("dictionary-import"));
+        sample.window->dictionary()->setImportText(QStringLiteral("[\"Lumo\",\n \"Tampere\""));
+        preview.save(*window, QStringLiteral("dictionary-import-broken"));
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTest::qWait(200);
+    }
+    go("account");
+    everyLook(preview, sample, *window, QStringLiteral("account"));
+    sample.account.set({.pending = 3,
+                        .reason = "Offline, will retry",
+                        .lastSynced = sample.clock.now() - Millis{23 * 60'000},
+                        .offline = true});
+    sample.account.rejected.emit("“Stand-up” was not renamed: the server refused it.");
+    preview.save(*window, QStringLiteral("account-offline"));
+    sample.account.signedIn = false;
+    sample.account.set({});
+    preview.save(*window, QStringLiteral("account-signed-out"));
+    go("sign-in");
+    everyLook(preview, sample, *window, QStringLiteral("sign-in"));
+    sample.window->account()->setEnteredEmail(QStringLiteral("maren@holt.example"));
+    sample.window->account()->sendCode();
+    sample.account.answer();
+    sample.window->account()->setCode(QStringLiteral("4072"));
+    everyLook(preview, sample, *window, QStringLiteral("sign-in-code"));
+    sample.window->account()->setCode(QStringLiteral("407251"));
+    sample.account.answer("Invalid or expired code");
+    preview.save(*window, QStringLiteral("sign-in-wrong"));
+}
+
 QList<std::pair<QString, PillState>> pillStates(const SampleWindow& sample) {
     const auto outcome = [&](const char* action, const char* title, std::optional<std::string> reason = {}) {
         CommandOutcome result;
@@ -250,7 +331,7 @@ int main(int argc, char** argv) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     const QStringList arguments = QGuiApplication::arguments();
     if (arguments.size() < 2) {
-        qCritical("usage: ui_preview FOLDER [pages|empty|pill]");
+        qCritical("usage: ui_preview FOLDER [pages|empty|management|pill]");
         return 2;
     }
     const Preview preview{QDir(arguments[1]),
@@ -262,6 +343,9 @@ int main(int argc, char** argv) {
     }
     if (what.isEmpty() || what == QLatin1String("empty")) {
         emptyDay(preview);
+    }
+    if (what.isEmpty() || what == QLatin1String("management")) {
+        management(preview);
     }
     if (what.isEmpty() || what == QLatin1String("pill")) {
         pills(preview);
