@@ -71,7 +71,18 @@ Item {
             visible: root.current
         }
     }
+    // A total stands before the bars beside it.
+    Rectangle {
+        anchors.fill: total
+        anchors.leftMargin: -3
+        anchors.rightMargin: -3
+        radius: 3
+        color: Theme.page
+        visible: total.visible && total.text.length > 0 && root.width < 40
+    }
     Label {
+        id: total
+
         x: Math.round((root.width - implicitWidth) / 2)
         y: root.height - root.barHeight - 19
         color: root.last ? Theme.accent : root.highest ? Theme.t1 : Theme.t2

@@ -122,7 +122,7 @@ TEST_F(PagesTest, ProjectsTellTheirWeeksAndTheirEnd) {
     EXPECT_EQ(projects.rows()->rowCount(), 0) << "nobody looks";
     projects.setLive(true);
     const ProjectPageModel& rows = *projects.rows();
-    EXPECT_EQ(column(rows, ProjectPageModel::NameRole), (QStringList{"Harbour", "Brightwater", "Studio"}));
+    EXPECT_EQ(column(rows, ProjectPageModel::NameRole), (QStringList{"Harbour", "Studio", "Brightwater"}));
     EXPECT_EQ(cell(rows, 0, ProjectPageModel::WeeksRole).toList().size(), 12);
     EXPECT_EQ(cell(rows, 0, ProjectPageModel::WeeksRole).toList().first().toDouble(), 0.0);
     EXPECT_EQ(projects.chosenName(), QStringLiteral("Harbour"));
