@@ -160,11 +160,35 @@ def demo_refuses(step):
     return Result.of(code == 1, "" if code == 1 else f"ended with {code}, expected 1")
 
 
+SEEDS = 1200
+PLANTED = ("lost_op_id", "delete_by_absence", "wrong_order", "no_hold", "dequeue_not_saved")
+
+
+def simulation(step):
+    """Devices, network and server in virtual time, from many seeds."""
+    code = step.run(["build/release/bin/simulation", "--seeds", f"1..{SEEDS}", "--jobs", "2"], 600)
+    return Result.of(code == 0, f"{SEEDS} seeds" if code == 0 else f"ended with {code}")
+
+
+def planted(step):
+    """Each fault that is built in on purpose must be found."""
+    result = Result()
+    for name in PLANTED:
+        code = step.run([f"build/release/bin/planted_{name}", "--seeds", "1..400", "--until-found", "--jobs", "2"], 120)
+        result.passed += code == 0
+        result.failed += code != 0
+        if code != 0:
+            result.said.append(f"FAILED: {name} was not found ({code})")
+    return result
+
+
 # Name, function, whether the rest needs it.
 STEPS = [
     ("lint", lint, False),
     ("release", release, True),
     ("unit", unit, False),
+    ("simulation", simulation, False),
+    ("planted", planted, False),
     ("desktop", desktop, False),
     ("qml", qml, False),
     ("demo", demo, False),
