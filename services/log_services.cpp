@@ -15,6 +15,7 @@
 #include "sync/sse_stream.h"
 #include "sync/sync_outbox.h"
 #include "sync/sync_service.h"
+#include "sync/user_change.h"
 #include "voice/parse/voice_parse_service.h"
 
 namespace tolvik {
@@ -61,6 +62,8 @@ struct LogServices::Impl final : AccountFollower {
         const auto signedIn = [this] { return session.isSignedIn(); };
         outbox.emplace(
             SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
+        // Where the disk refuses, the log stays whose it is and the next start tries again.
+        static_cast<void>(followUser(values, *outbox));
         dictionary.emplace(DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, stream});
         store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox, stream,
                                     [this] { return dictionary->activeTagId(); }, signedIn,
