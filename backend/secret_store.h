@@ -14,8 +14,8 @@ struct SecretProblem {
     std::string text;
 };
 
-/// The desktop's keeper of passwords. Any thread, one caller at a time. Reading may block for the time of a local bus call; a keeper that
-/// asks the user to unlock is given two minutes.
+/// The desktop's keeper of passwords. Any thread, one caller at a time. Reading may block for the time of a local bus
+/// call; a keeper that asks the user to unlock is given two minutes.
 class SecretStore {
 public:
     SecretStore() = default;

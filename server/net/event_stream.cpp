@@ -50,7 +50,7 @@ void EventStream::announce() {
     if (!announced_.exchange(true)) {
         boost::asio::post(shard_.context(), [self = shared_from_this()] {
             if (self->writing_.empty()) {
-                self->writeDone();
+                self->write();
             }
         });
     }
@@ -61,7 +61,10 @@ void EventStream::end() {
 }
 
 void EventStream::write() {
-    while (!closed_ && !writing_.empty()) {
+    while (!closed_) {
+        if (writing_.empty() && !nextPiece()) {
+            return;
+        }
         const auto moved = transport_.write(writing_);
         if (moved.next == Transport::Next::go) {
             writing_.remove_prefix(moved.bytes);
@@ -80,22 +83,21 @@ void EventStream::write() {
             return;
         }
     }
-    if (!closed_) {
-        starting_ = std::string();
-        if (refused_) {
-            return close();
-        }
-        writeDone();
-    }
 }
 
-void EventStream::writeDone() {
-    if (!closed_ && announced_.exchange(false)) {
-        writing_ = changed;
-        lastWrite_ = std::chrono::steady_clock::now();
-        ++context_.counters.streamEventsSent;
-        write();
+bool EventStream::nextPiece() {
+    starting_ = std::string();
+    if (refused_) {
+        close();
+        return false;
     }
+    if (!announced_.exchange(false)) {
+        return false;
+    }
+    writing_ = changed;
+    lastWrite_ = std::chrono::steady_clock::now();
+    ++context_.counters.streamEventsSent;
+    return true;
 }
 
 void EventStream::awaitClient() {

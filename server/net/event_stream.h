@@ -34,7 +34,8 @@ public:
 
 private:
     void write();
-    void writeDone();
+    /// Takes up what is to be said next; false when there is nothing.
+    [[nodiscard]] bool nextPiece();
     void awaitClient();
     void close();
 
