@@ -76,6 +76,9 @@ void AppStore::Impl::note(const OperationRecord& done) {
                     pull->touched.insert(image.after ? image.after->id : image.before->id);
                 }
             };
+            const auto isGone = [](const auto& image) { return !image.after; };
+            pull->vanished =
+                pull->vanished || std::ranges::any_of(done.tasks, isGone) || std::ranges::any_of(done.tags, isGone);
             add(done.tags);
             add(done.tasks);
             add(done.entries);
@@ -114,7 +117,8 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
 #ifdef TOLVIK_PLANT_WRONG_ORDER
     settle(pull.touched, false);
 #endif
-    [[maybe_unused]] const bool vanished = !merge.tags.removed.empty() || !merge.tasks.removed.empty();
+    // Deleted by the pull, or here while the plan was made on a copy that still had it.
+    [[maybe_unused]] const bool vanished = pull.vanished || !merge.tags.removed.empty() || !merge.tasks.removed.empty();
     const bool large = outcome.changed > kWriteAtOnce * 32;
     const auto always = [](const auto&) { return true; };
     tags.apply(std::move(merge.tags), always);
@@ -179,6 +183,7 @@ void AppStore::Impl::restore(std::span<const ServerCopy> records, WriteBatch wri
     for (const auto& weak : pulls) {
         if (const auto pull = weak.lock()) {
             pull->touched.insert(suspects.begin(), suspects.end());
+            pull->vanished = pull->vanished || vanished;
         }
     }
     reindexTasks();

@@ -16,6 +16,8 @@ public:
     WholeLog copy;
     /// Records that changed here since the pull began.
     IdSet touched;
+    /// A task or project went meanwhile: what is pulled may still name it.
+    bool vanished = false;
     /// The log became another one; the pull has no meaning any more.
     bool isVoid = false;
 

@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "tests/fakes/store_fixture.h"
+
+namespace tolvik {
+namespace {
+
+class StoreMergeTest : public StoreTest {
+protected:
+    std::shared_ptr<StorePull> copied() {
+        auto pull = store->beginPull();
+        while (!store->copySome(*pull)) {
+        }
+        return pull;
+    }
+    PullOutcome finish(StorePull& pull, PulledLog pulled, bool isFull, const IdSet& queued = {}) {
+        PullPlan plan{planMerge(pull.copy, std::move(pulled), queued, isFull), std::nullopt};
+        return store->finishPull(pull, std::move(plan), queued, {});
+    }
+    static PulledLog pulledFrom(const WholeLog& log) {
+        return {log.tasks, log.timeEntries, log.switchLogs, log.tags, {}};
+    }
+};
+
+TEST_F(StoreMergeTest, WhatIsPulledOfATaskThatWasDeletedMeanwhileDoesNotStay) {
+    const Identifier gone = start("gone");
+    const Identifier stays = start("stays");
+    const auto pull = copied();
+    PulledLog pulled = pulledFrom(pull->copy);
+    // Another device switched between the two.
+    SwitchLog there = pulled.switchLogs.back();
+    there.id = random.identifier();
+    there.fromTaskId = stays;
+    there.toTaskId = gone;
+    SwitchLog back = there;
+    back.id = random.identifier();
+    back.fromTaskId = gone;
+    back.toTaskId = stays;
+    pulled.switchLogs.push_back(there);
+    pulled.switchLogs.push_back(back);
+
+    store->deleteTask(gone);
+    finish(*pull, std::move(pulled), false);
+    expectInvariants();
+    const auto& logs = store->switchLogs();
+    EXPECT_EQ(std::ranges::find(logs, there.id, &SwitchLog::id), logs.end());
+    const auto kept = std::ranges::find(logs, back.id, &SwitchLog::id);
+    ASSERT_NE(kept, logs.end());
+    EXPECT_EQ(kept->fromTaskId, std::nullopt);
+}
+
+TEST_F(StoreMergeTest, KeepsWhatChangedMeanwhileAndTakesTheRest) {
+    const Identifier mine = start("mine");
+    const Identifier theirs = start("theirs");
+    const Identifier queued = start("queued");
+    const auto pull = copied();
+    PulledLog pulled = pulledFrom(pull->copy);
+    for (TaskModel& each : pulled.tasks) {
+        each.title += ", pulled";
+    }
+    store->updateTask(mine, {.title = "mine, edited", .tagId = {}});
+    const PullOutcome outcome = finish(*pull, std::move(pulled), false, {queued});
+    EXPECT_EQ(outcome.changed, 1U);
+    EXPECT_EQ(task(mine).title, "mine, edited");
+    EXPECT_EQ(task(theirs).title, "theirs, pulled");
+    EXPECT_EQ(task(queued).title, "queued");
+    restart();
+    EXPECT_EQ(task(theirs).title, "theirs, pulled") << "what was pulled is durable";
+    expectInvariants();
+}
+
+TEST_F(StoreMergeTest, OnlyAMarkerRemovesAndWhatAFullPullLacksIsQueued) {
+    const Identifier marked = start("marked");
+    const Identifier lacking = start("lacking");
+    const auto pull = copied();
+    sink.all.clear();
+    PulledLog pulled;
+    pulled.deleted.push_back({RecordKind::task, marked, Timestamp(clock.now())});
+    const PullOutcome outcome = finish(*pull, std::move(pulled), true);
+    EXPECT_EQ(store->taskById(marked), nullptr);
+    ASSERT_NE(store->taskById(lacking), nullptr);
+    expectInvariants();
+    // The task itself, its entry and its switch.
+    EXPECT_EQ(outcome.queued, 3U);
+    ASSERT_EQ(sink.all.size(), 3U);
+    EXPECT_EQ(sink.all.front().method + sink.all.front().path, "POST/tasks");
+    EXPECT_EQ(sink.all.front().entityId, lacking);
+}
+
+TEST_F(StoreMergeTest, ALogIsSetAsideForItsOwnerAndReturns) {
+    ASSERT_TRUE(store->changeUser("first"));
+    start("of the first");
+    const WholeLog first = log();
+    const auto pull = copied();
+    ASSERT_TRUE(store->changeUser("second"));
+    EXPECT_TRUE(store->tasks().empty() && store->timeEntries().empty());
+    EXPECT_EQ(finish(*pull, pulledFrom(pull->copy), false).changed, 0U) << "a pull for the first is void";
+    EXPECT_TRUE(store->tasks().empty());
+    start("of the second");
+    restart();
+    EXPECT_EQ(store->owner(), "second");
+    ASSERT_TRUE(store->changeUser("first"));
+    EXPECT_EQ(log(), first);
+    restart();
+    EXPECT_EQ(log(), first);
+    ASSERT_TRUE(store->changeUser("second"));
+    ASSERT_EQ(store->tasks().size(), 1U);
+    EXPECT_EQ(store->tasks().front().title, "of the second");
+}
+
+}  // namespace
+}  // namespace tolvik
