@@ -145,7 +145,10 @@ CURL* CurlTransfer::prepare() {
     }
     set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
     for (const auto& [name, value] : request_.headers) {
-        add(value.empty() ? name + ";" : name + ": " + value);
+        std::string line = name;
+        line += value.empty() ? ";" : ": ";
+        line += value;
+        add(line);
     }
     // What libcurl would add by itself.
     for (const char* name : {"Accept", "Expect", "Content-Type"}) {

@@ -29,10 +29,13 @@ const SecretSchema& schema() {
     return made;
 }
 
+struct Unref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+    void operator()(GHashTable* table) const { g_hash_table_unref(table); }
+};
 template <class T>
-using Object = std::unique_ptr<T, decltype([](T* object) { g_object_unref(object); })>;
-
-using Attributes = std::unique_ptr<GHashTable, decltype([](GHashTable* table) { g_hash_table_unref(table); })>;
+using Object = std::unique_ptr<T, Unref>;
+using Attributes = std::unique_ptr<GHashTable, Unref>;
 
 Attributes attributesOf(std::string_view account) {
     Attributes table(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free));
