@@ -91,6 +91,9 @@ Result<JsonValue, std::string> readJson(std::string_view text) {
     if (text.size() > mostBytes) {
         return failure(std::string("The JSON text is too long."));
     }
+    if (text.empty()) {
+        return failure(std::string("The body is not valid JSON."));
+    }
     thread_local simdjson::dom::parser parser;
     if (parser.max_depth() != mostDepth || (parser.capacity() > keptRoom && text.size() <= keptRoom)) {
         parser = simdjson::dom::parser();

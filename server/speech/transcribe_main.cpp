@@ -24,7 +24,7 @@ using Json = nlohmann::json;
 constexpr std::chrono::minutes idle{6};
 constexpr Millis longestHearing{12'000};
 /// Past any decoded recording that is accepted; a crafted one ends this process and no other.
-constexpr rlim_t mostMemory = rlim_t{3} * 1024 * 1024 * 1024;
+[[maybe_unused]] constexpr rlim_t mostMemory = rlim_t{3} * 1024 * 1024 * 1024;
 
 Json hear(AsioMainLoop& loop, ProcessSpeechRecognizer& recognizer, const std::string& prompt,
           const std::string& audio) {
@@ -61,8 +61,11 @@ Json hear(AsioMainLoop& loop, ProcessSpeechRecognizer& recognizer, const std::st
 
 int main(int argc, char** argv) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+#ifndef __SANITIZE_ADDRESS__
+    // The sanitizer maps more than that for itself.
     const rlimit memory{mostMemory, mostMemory};
     ::setrlimit(RLIMIT_DATA, &memory);
+#endif
     AsioMainLoop loop;
     ProcessSpeechRecognizer recognizer(loop, findSpeechPlaces(argc > 1 ? argv[1] : ""));
     if (recognizer.isAvailable()) {

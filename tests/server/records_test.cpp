@@ -49,7 +49,7 @@ TEST_P(RecordsTest, WhatWasSentComesBackExactly) {
     EXPECT_EQ(op("POST", "/tags", sentTag).status, 200);
     const std::string from = newTask();
     const std::string id = newId();
-    Json sent = task(id, std::string("nul \0 in \u2028 it\r\n\x01", 20));
+    Json sent = task(id, std::string("nul \0 in \u2028 it\r\n\x01", 18));
     sent["tagId"] = tagId;
     sent["previousTaskId"] = from;
     sent["completedAt"] = nullptr;

@@ -84,7 +84,9 @@ def without_qt(step):
 def address(step):
     if step.show(build("asan", define=["-DTOLVIK_BENCH=OFF"])) != 0:
         return Result.of(False, "does not build")
-    return step.ctest("asan", "-LE", SLOW_ELSEWHERE, env={"UBSAN_OPTIONS": "print_stacktrace=1"})
+    leaks = os.path.join(ROOT, "tools", "check", "lsan.supp")
+    return step.ctest("asan", "-LE", SLOW_ELSEWHERE, env={
+        "UBSAN_OPTIONS": "print_stacktrace=1", "LSAN_OPTIONS": f"suppressions={leaks}:print_suppressions=0"})
 
 
 def threaded_tests():
