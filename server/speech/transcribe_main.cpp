@@ -61,8 +61,8 @@ Json hear(AsioMainLoop& loop, ProcessSpeechRecognizer& recognizer, const std::st
 
 int main(int argc, char** argv) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-#ifndef __SANITIZE_ADDRESS__
-    // The sanitizer maps more than that for itself.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // A sanitizer maps more than that for itself.
     const rlimit memory{mostMemory, mostMemory};
     ::setrlimit(RLIMIT_DATA, &memory);
 #endif
