@@ -13,8 +13,7 @@ bool isSharedDatabase(std::string_view database) {
     return database.starts_with("postgresql://") || database.starts_with("postgres://");
 }
 
-Result<std::unique_ptr<Storage>, std::string> openStorage(const std::string& database,
-                                                          [[maybe_unused]] std::size_t connections) {
+Result<OpenDatabase, std::string> openStorage(const std::string& database, [[maybe_unused]] std::size_t connections) {
     if (isSharedDatabase(database)) {
 #ifdef TOLVIK_HAS_POSTGRES
         auto opened = PostgresStorage::open(database, connections);
@@ -24,20 +23,27 @@ Result<std::unique_ptr<Storage>, std::string> openStorage(const std::string& dat
                             "runs and lets this account in.",
                             opened.error().text));
         }
-        return std::unique_ptr<Storage>(std::move(*opened));
+        return OpenDatabase{nullptr, std::move(*opened)};
 #else
         return failure(std::string("This build knows no PostgreSQL."));
 #endif
     }
     const auto path = database.starts_with("sqlite:") ? database.substr(7) : database;
-    auto opened = SqliteStorage::open(path);
-    if (!opened) {
+    auto lock = std::make_unique<StoreLock>(path + ".lock");
+    if (lock->tryLock() == StoreLock::Outcome::elsewhere) {
+        const auto holder = lock->holder();
         return failure(
-            fmt::format("The database {} cannot be used: {}. Check that its folder is writable for this "
-                        "account and that no other tolvik-server has it open.",
-                        path, opened.error().text));
+            fmt::format("The database {} belongs to another tolvik-server{}. End that one first, or choose another "
+                        "file with --data; several instances share one database only with PostgreSQL.",
+                        path, holder ? fmt::format(" (process {})", *holder) : std::string()));
     }
-    return std::unique_ptr<Storage>(std::move(*opened));
+    auto opened = SqliteStorage::open(path);
+    if (!opened || !lock->isHeld()) {
+        return failure(
+            fmt::format("The database {} cannot be used: {}. Check that its folder is writable for this account.", path,
+                        opened ? std::string("its lock cannot be made") : opened.error().text));
+    }
+    return OpenDatabase{std::move(lock), std::move(*opened)};
 }
 
 }  // namespace tolvik::server

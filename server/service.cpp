@@ -117,6 +117,7 @@ struct Service {
     NetworkCounters metricsCounters;
     DevCertificates devFiles;
     std::unique_ptr<TlsCredentials> tls;
+    std::unique_ptr<StoreLock> lock;
     std::unique_ptr<Storage> storage;
     std::unique_ptr<CodeSender> mail;
     SystemClock clock;
@@ -148,7 +149,8 @@ std::optional<Refused> Service::open() {
     if (!opened) {
         return missing(std::move(opened.error()));
     }
-    storage = std::move(*opened);
+    lock = std::move(opened->lock);
+    storage = std::move(opened->storage);
     if (auto refused = openMail()) {
         return refused;
     }
