@@ -168,7 +168,7 @@ class Service(unittest.TestCase):
               default_backend tolvik
             backend tolvik
               server one 127.0.0.1:{server.port}
-            """, encoding="utf-8")
+""", encoding="utf-8")
         proxy = spawn(["haproxy", "-db", "-f", f"{self.folder}/proxy.conf"], stdout=subprocess.DEVNULL)
         self.addCleanup(lambda: end(proxy))
 
