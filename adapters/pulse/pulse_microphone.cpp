@@ -41,7 +41,7 @@ public:
         if (stream_ != nullptr) {
             pa_stream_set_read_callback(stream_, nullptr, nullptr);
             pa_stream_set_state_callback(stream_, nullptr, nullptr);
-            pa_stream_disconnect(stream_);
+            end(stream_);
             pa_stream_unref(stream_);
         }
     }
@@ -84,6 +84,24 @@ public:
     }
 
 private:
+    /// Ends a stream that nobody hears any more. While the server has not answered yet it cannot be told to end it, and
+    /// would record for ever.
+    static void end(pa_stream* stream) {
+        if (pa_stream_get_state(stream) != PA_STREAM_CREATING) {
+            pa_stream_disconnect(stream);
+            return;
+        }
+        pa_stream_set_state_callback(
+            stream,
+            [](pa_stream* late, void*) {
+                if (pa_stream_get_state(late) == PA_STREAM_READY) {
+                    pa_stream_set_state_callback(late, nullptr, nullptr);
+                    pa_stream_disconnect(late);
+                }
+            },
+            nullptr);
+    }
+
     static MicrophoneError failed(pa_context* context) {
         const int code = pa_context_errno(context);
         return {code == PA_ERR_ACCESS ? MicrophoneError::Kind::denied : MicrophoneError::Kind::failed,

@@ -50,7 +50,7 @@ private:
 class DesktopTest : public testing::Test {
 protected:
     /// Runs the loop until the condition holds; whether it did within `atMost`.
-    bool becomes(const std::function<bool()>& condition, Millis atMost = Millis{5000}) {
+    bool becomes(const std::function<bool()>& condition, Millis atMost = Millis{30'000}) {
         // The loop looks at the condition between its calls only; other threads need a beat.
         const auto until = std::chrono::steady_clock::now() + atMost;
         while (!loop.runUntil(condition, Millis{5})) {

@@ -114,7 +114,7 @@ TEST_F(MediaPlayersTest, PausesARealPlayer) {
                           "exec mpv --no-video --really-quiet --loop=inf --script=$(head -n1 player.txt) "
                           "--ao=pulse av://lavfi:sine=frequency=220 > /dev/null 2>&1"});
     const auto answers = [&] { return pause() == true; };
-    EXPECT_TRUE(becomes(answers, Millis{8000}));
+    EXPECT_TRUE(becomes(answers, Millis{30'000}));
     // It tells of its pause some moments later.
     EXPECT_TRUE(becomes([&] { return pause() == false; }));
     players.resumePaused();
