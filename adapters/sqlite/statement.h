@@ -41,6 +41,8 @@ public:
         return *this;
     }
 
+    /// False when it could change the database.
+    [[nodiscard]] bool onlyReads() const { return sqlite3_stmt_readonly(statement_) != 0; }
     int step() { return sqlite3_step(statement_); }
     void reset() {
         sqlite3_reset(statement_);

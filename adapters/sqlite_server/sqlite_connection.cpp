@@ -55,11 +55,24 @@ SqliteConnection::~SqliteConnection() {
     for (Statement& statement : statements_) {
         statement.finalize();
     }
+    repeated_.clear();
     sqlite3_close_v2(db_);
 }
 
 int SqliteConnection::execute(const char* sql) {
     return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr);
+}
+
+int SqliteConnection::repeat(std::string_view sql) {
+    const auto [kept, isNew] = repeated_.try_emplace(sql);
+    if (isNew) {
+        if (const int code = kept->second.prepare(db_, sql); code != SQLITE_OK) {
+            repeated_.erase(kept);
+            return code;
+        }
+    }
+    const int code = kept->second.run();
+    return code == SQLITE_DONE ? SQLITE_OK : code;
 }
 
 int SqliteConnection::open(const std::string& path, bool writes, bool syncs) {
@@ -140,6 +153,11 @@ std::int64_t SqliteConnection::run(Sql which, std::initializer_list<Value> value
             return -1;
         }
         prepared_.at(index) = true;
+    }
+    if (onlyReads_ && !statement.onlyReads()) {
+        problem_ =
+            StorageProblem{StorageProblem::Kind::unavailable, "The database did not do it: this is for reading only"};
+        return -1;
     }
     const StatementUse use(statement);
     int at = 0;

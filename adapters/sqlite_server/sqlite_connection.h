@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "adapters/sqlite/statement.h"
 #include "server/storage/sql_session.h"
@@ -24,6 +26,10 @@ public:
     /// Brings the tables to the present version; a reason when they cannot be.
     [[nodiscard]] std::optional<StorageProblem> migrate();
     int execute(const char* sql);
+    /// As `execute`, for a text that comes again and again; it must live as long as the connection.
+    int repeat(std::string_view sql);
+    /// Whether `run` refuses whatever could change the database.
+    void onlyReads(bool only) { onlyReads_ = only; }
     [[nodiscard]] sqlite3* handle() const { return db_; }
 
     std::int64_t run(Sql statement, std::initializer_list<Value> values, const EachRow& each) override;
@@ -39,6 +45,8 @@ private:
     sqlite3* db_ = nullptr;
     std::array<Statement, sqlCount> statements_;
     std::array<bool, sqlCount> prepared_{};
+    std::map<std::string_view, Statement> repeated_;
+    bool onlyReads_ = false;
     std::optional<StorageProblem> problem_;
 };
 

@@ -43,7 +43,7 @@ struct SqliteStorage::Impl {
     }
 
     Result<void, StorageProblem> begin() {
-        if (const int code = writer.execute("BEGIN IMMEDIATE"); code != SQLITE_OK) {
+        if (const int code = writer.repeat("BEGIN IMMEDIATE"); code != SQLITE_OK) {
             return failure(problemOf(writer.handle(), code));
         }
         return {};
@@ -51,28 +51,28 @@ struct SqliteStorage::Impl {
 
     /// Runs one unit in a savepoint. After a failure the transaction itself may be gone.
     Result<void, StorageProblem> runUnit(const Work& unit) {
-        if (const int code = writer.execute("SAVEPOINT unit"); code != SQLITE_OK) {
+        if (const int code = writer.repeat("SAVEPOINT unit"); code != SQLITE_OK) {
             return failure(problemOf(writer.handle(), code));
         }
         Transaction transaction(writer);
         unit(transaction);
         if (auto problem = writer.takeProblem()) {
-            writer.execute("ROLLBACK TO unit");
-            writer.execute("RELEASE unit");
+            writer.repeat("ROLLBACK TO unit");
+            writer.repeat("RELEASE unit");
             return failure(*std::move(problem));
         }
-        writer.execute("RELEASE unit");
+        writer.repeat("RELEASE unit");
         return {};
     }
 
     static Result<void, StorageProblem> runOn(SqliteConnection& connection, const Work& unit, const char* begin) {
-        if (const int code = connection.execute(begin); code != SQLITE_OK) {
+        if (const int code = connection.repeat(begin); code != SQLITE_OK) {
             return failure(problemOf(connection.handle(), code));
         }
         Transaction transaction(connection);
         unit(transaction);
         auto problem = connection.takeProblem();
-        connection.execute("ROLLBACK");
+        connection.repeat("ROLLBACK");
         if (problem) {
             return failure(*std::move(problem));
         }
@@ -112,9 +112,9 @@ std::vector<Result<void, StorageProblem>> SqliteStorage::transact(std::span<cons
             return out;
         }
     }
-    if (const int code = impl_->writer.execute("COMMIT"); code != SQLITE_OK) {
+    if (const int code = impl_->writer.repeat("COMMIT"); code != SQLITE_OK) {
         const StorageProblem problem = problemOf(impl_->writer.handle(), code);
-        impl_->writer.execute("ROLLBACK");
+        impl_->writer.repeat("ROLLBACK");
         std::ranges::fill(out, Result<void, StorageProblem>(failure(problem)));
     }
     return out;
@@ -123,9 +123,9 @@ std::vector<Result<void, StorageProblem>> SqliteStorage::transact(std::span<cons
 Result<void, StorageProblem> SqliteStorage::read(const Work& unit) {
     if (impl_->isInMemory()) {
         const std::scoped_lock lock(impl_->writing);
-        impl_->writer.execute("PRAGMA query_only=1");
+        impl_->writer.onlyReads(true);
         auto out = Impl::runOn(impl_->writer, unit, "BEGIN");
-        impl_->writer.execute("PRAGMA query_only=0");
+        impl_->writer.onlyReads(false);
         return out;
     }
     auto reader = impl_->takeReader();

@@ -29,7 +29,7 @@ JsonValue valueOf(const simdjson::dom::element& element) {
         case simdjson::dom::element_type::OBJECT: {
             JsonValue::Object members;
             for (const auto& [key, value] : simdjson::dom::object(element)) {
-                members.emplace_back(std::string(key), valueOf(value));
+                members.push_back({std::string(key), valueOf(value)});
             }
             out.is = std::move(members);
             break;
@@ -83,8 +83,8 @@ const JsonValue* JsonValue::member(std::string_view name) const {
     if (members == nullptr) {
         return nullptr;
     }
-    const auto found = std::ranges::find(*members, name, &Object::value_type::first);
-    return found == members->end() ? nullptr : &found->second;
+    const auto found = std::ranges::find(*members, name, &Member::name);
+    return found == members->end() ? nullptr : &found->value;
 }
 
 Result<JsonValue, std::string> readJson(std::string_view text) {

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -14,8 +13,9 @@ namespace tolvik::server {
 
 /// A JSON value that came from outside. Value type.
 struct JsonValue {
+    struct Member;
     using Array = std::vector<JsonValue>;
-    using Object = std::vector<std::pair<std::string, JsonValue>>;
+    using Object = std::vector<Member>;
     std::variant<std::monostate, bool, std::int64_t, double, std::string, Array, Object> is;
 
     [[nodiscard]] bool isNull() const { return std::holds_alternative<std::monostate>(is); }
@@ -28,6 +28,11 @@ struct JsonValue {
     [[nodiscard]] std::optional<double> number() const;
     /// A member of an object, the first of that name; null when there is none or this is no object.
     [[nodiscard]] const JsonValue* member(std::string_view name) const;
+};
+
+struct JsonValue::Member {
+    std::string name;
+    JsonValue value;
 };
 
 /// Reads a text as JSON, at most 32 levels deep and 16 MB long. The error is a text for its sender. Any bytes.

@@ -114,6 +114,9 @@ Outcome pullRange(Context& context, Range range, int offset) {
         transaction.eachDated(account, kind, range.begin, range.end,
                               [&](std::int64_t number, std::string_view json) { arrays.addOnce(kind, number, json); });
     }
+    transaction.eachLong(account, RecordKind::timeEntry, range.begin, [&](std::int64_t number, std::string_view json) {
+        arrays.addOnce(RecordKind::timeEntry, number, json);
+    });
     transaction.eachChanged(account, range.begin, range.end,
                             [&](std::int64_t number, RecordKind kind, std::string_view json) {
                                 if (kind != RecordKind::tag) {

@@ -47,6 +47,11 @@ constexpr std::string_view version1 = R"(
     CREATE INDEX event_number ON event(account, kind, number);
 )";
 
+// Few entries last for more than 31 days, so that a question about a range reads those beside the index of dates.
+constexpr std::string_view version2 = R"(
+    CREATE INDEX record_long ON record(account, kind, ended) WHERE ended - dated > 2678400000;
+)";
+
 constexpr std::array<std::string_view, sqlCount> texts = {
     // sessionByToken
     "SELECT a.number, a.id, s.device FROM session s JOIN account a ON a.number = s.account WHERE s.token = ?1",
@@ -126,6 +131,9 @@ constexpr std::array<std::string_view, sqlCount> texts = {
     // recordsDated
     "SELECT number, json FROM record WHERE account = ?1 AND kind = ?2 AND dated >= ?3 AND dated < ?5 "
     "AND (dated >= ?4 OR ended >= ?4) ORDER BY dated, number",
+    // recordsLong
+    "SELECT number, json FROM record WHERE account = ?1 AND kind = ?2 AND ended >= ?3 AND dated < ?3 "
+    "AND ended - dated > 2678400000 ORDER BY dated, number",
     // recordsChanged
     "SELECT number, kind, json FROM record WHERE account = ?1 AND changed >= ?2 AND changed < ?3 "
     "ORDER BY dated, number",
@@ -172,7 +180,7 @@ std::string_view sqlText(Sql statement) {
 }
 
 const std::vector<std::string_view>& migrations() {
-    static const std::vector<std::string_view> all = {version1};
+    static const std::vector<std::string_view> all = {version1, version2};
     return all;
 }
 

@@ -43,6 +43,7 @@ enum class Sql : std::uint8_t {
     recordsOfTag,
     recordsOfKind,
     recordsDated,
+    recordsLong,
     recordsChanged,
     earliest,
     dropRecords,

@@ -5,7 +5,7 @@ namespace {
 
 using Value = SqlSession::Value;
 
-/// Entries that began longer before a range and reach into it are only in a full pull.
+/// Entries that began longer before a range and reach into it are few and found by how long they lasted.
 constexpr Millis longestEntry{std::chrono::hours{24} * 31};
 /// Operations forgotten at once, so that nobody waits for it.
 constexpr std::int64_t forgottenAtOnce = 2000;
@@ -211,6 +211,12 @@ void Transaction::eachOfKind(std::int64_t account, RecordKind kind, const EachJs
 void Transaction::eachDated(std::int64_t account, RecordKind kind, Instant begin, Instant end,
                             const std::function<void(std::int64_t, std::string_view)>& each) {
     sql_.run(Sql::recordsDated, {account, number(kind), (begin - longestEntry).ms, begin.ms, end.ms},
+             [&](const SqlRow& row) { each(row.integer(0), row.text(1)); });
+}
+
+void Transaction::eachLong(std::int64_t account, RecordKind kind, Instant begin,
+                           const std::function<void(std::int64_t, std::string_view)>& each) {
+    sql_.run(Sql::recordsLong, {account, number(kind), begin.ms},
              [&](const SqlRow& row) { each(row.integer(0), row.text(1)); });
 }
 

@@ -151,6 +151,9 @@ public:
     /// Of a kind, oldest first: dated in [begin, end), or begun at most a month before and ended in it or after.
     void eachDated(std::int64_t account, RecordKind kind, Instant begin, Instant end,
                    const std::function<void(std::int64_t number, std::string_view json)>& each);
+    /// Of a kind, oldest first: lasted for more than 31 days, begun before `begin` and ended then or after.
+    void eachLong(std::int64_t account, RecordKind kind, Instant begin,
+                  const std::function<void(std::int64_t number, std::string_view json)>& each);
     using EachNumbered = std::function<void(std::int64_t number, RecordKind kind, std::string_view json)>;
     /// Of all kinds, oldest first: changed in [begin, end).
     void eachChanged(std::int64_t account, Instant begin, Instant end, const EachNumbered& each);

@@ -353,6 +353,25 @@ TEST_P(RecordsTest, ARangeHoldsWhatIsDatedOrChangedInItByTheDevicesZone) {
     EXPECT_EQ(send(token, "GET", "/sync/pull", "", {{"x-tz-offset", "9999"}}).status, 400);
 }
 
+TEST_P(RecordsTest, ARangeHoldsEntriesThatBeganLongBeforeIt) {
+    const auto spanning = [&](int days) {
+        Json one = entry(newId(), newTask("old"));
+        one["endedAt"] = formatInstant(clock.now() + Millis{std::chrono::hours{24} * days});
+        one["durationMs"] = days * 86'400'000LL;
+        EXPECT_EQ(op("POST", "/time-entries", one).status, 200);
+        return one["id"].get<std::string>();
+    };
+    // From the tenth of November: into the middle of January, into the range, to before it.
+    const std::string over = spanning(66);
+    const std::string into = spanning(40);
+    const std::string before = spanning(33);
+    const Json december = pull(token, "?from=2026-12-16&to=2026-12-31");
+    EXPECT_FALSE(byId(december["timeEntries"], over).is_null());
+    EXPECT_FALSE(byId(december["timeEntries"], into).is_null());
+    EXPECT_TRUE(byId(december["timeEntries"], before).is_null());
+    EXPECT_TRUE(pull(token, "?from=2026-10-01&to=2026-11-09")["timeEntries"].empty()) << "they begin later";
+}
+
 TEST_P(RecordsTest, UnitsOfOneCommitFailAlone) {
     std::vector<Request> requests;
     std::vector<std::string> ids;
