@@ -3,9 +3,10 @@
 #
 #   with_server.sh BIN_FOLDER PROGRAM [ARGUMENT…]
 #
-# The program finds TOLVIK_BACKEND_URL and SSL_CERT_FILE. The server ends with it; its data stays, so that the next
-# start finds the same log. Where no secret service runs, the session gets one of its own (gnome-keyring, unlocked, with
-# a folder of its own), because a session's token is kept nowhere else.
+# The program finds TOLVIK_BACKEND_URL, SSL_CERT_FILE and a data folder of its own (tolvik-try beside the usual one), so
+# that neither the user's log nor their account is touched. The server ends with it; the data stays, so that the next
+# start finds the same log. Where no secret service runs, or the user is signed in elsewhere, the session gets one of
+# its own (gnome-keyring, unlocked, with a folder of its own), because a session's token is kept nowhere else.
 set -euo pipefail
 
 self=$(realpath "${BASH_SOURCE[0]}")
@@ -20,8 +21,20 @@ has_secret_service() {
         /org/freedesktop/DBus org.freedesktop.DBus.GetNameOwner string:org.freedesktop.secrets >/dev/null 2>&1
 }
 
-if ! has_secret_service; then
-    [ -z "${TOLVIK_OWN_BUS:-}" ] || fail "the session's secret service did not start"
+is_signed_in() { "$bin/tolvik" account --json 2>/dev/null | grep -q '"signedIn": *true'; }
+
+if [ -z "${TOLVIK_OWN_BUS:-}" ] && has_secret_service && is_signed_in; then
+    echo "Signed in elsewhere already: what is tried gets a session of its own" >&2
+    DBUS_SESSION_BUS_ADDRESS=
+fi
+if [ -n "${TOLVIK_OWN_BUS:-}" ]; then
+    # It takes its name on the bus a moment after it said that it runs.
+    tries=0
+    until has_secret_service; do
+        [ $((tries += 1)) -le 100 ] || fail "the session's secret service did not start"
+        sleep 0.1
+    done
+elif ! has_secret_service; then
     for program in dbus-run-session gnome-keyring-daemon; do
         command -v "$program" >/dev/null || fail "$program is not installed; ./setup installs it"
     done
@@ -30,10 +43,15 @@ if ! has_secret_service; then
         keyring=$(mktemp -d)
         trap "rm -rf \"$keyring\"" EXIT
         export XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$keyring}
-        printf "\n" | XDG_DATA_HOME=$keyring gnome-keyring-daemon --unlock --components=secrets >/dev/null
+        printf "\n" | XDG_DATA_HOME=$keyring gnome-keyring-daemon --unlock --components=secrets \
+            --control-directory="$keyring/control" >/dev/null
         bash "$@"
     ' bash "$self" "$bin" "$@"
 fi
+
+data=${XDG_DATA_HOME:-$HOME/.local/share}
+export XDG_DATA_HOME=$data/tolvik-try
+(umask 077 && mkdir -p "$XDG_DATA_HOME")
 
 lines=$(mktemp)
 server=
@@ -66,8 +84,9 @@ SSL_CERT_FILE=$(member SSL_CERT_FILE head)
 export TOLVIK_BACKEND_URL SSL_CERT_FILE
 echo "The server listens on $TOLVIK_BACKEND_URL" >&2
 
-if "$bin/tolvik" account --json 2>/dev/null | grep -q '"signedIn": *true'; then
-    # Signed in from an earlier start; whether this server still knows the session shows at the first request.
+# A server with other data does not know the session of an earlier start, and says so.
+! is_signed_in || "$bin/tolvik" sync >/dev/null 2>&1 || true
+if is_signed_in; then
     echo "Signed in already" >&2
 else
     "$bin/tolvik" sign-in "$address" >/dev/null || fail "no code was sent"
