@@ -133,7 +133,7 @@ const std::vector<CommandHelp>& table() {
          1,
          2,
          {},
-         "An import replaces tasks, projects, entries and switches, and keeps the old ones aside.",
+         "An import replaces the log and the vocabulary that the file holds, and keeps the old ones aside.",
          false},
         {"ask",
          "QUESTION",

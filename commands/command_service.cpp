@@ -19,6 +19,7 @@
 #include "commands/telemetry_command.h"
 #include "commands/vocabulary_commands.h"
 #include "commands/words.h"
+#include "services/everything.h"
 
 namespace tolvik {
 namespace {
@@ -194,7 +195,11 @@ struct CommandService::Impl {
     }
 
     CommandResponse telemetry(const CommandRequest& request) {
-        return runTelemetry(ports.values, ports.folder, request);
+        auto response = runTelemetry(ports.values, ports.folder, request);
+        if (ports.telemetryChanged) {
+            ports.telemetryChanged();
+        }
+        return response;
     }
 
     CommandResponse tasks(const CommandRequest& request) {
@@ -402,7 +407,8 @@ struct CommandService::Impl {
 
     /// The caller writes the file: it knows who is allowed to.
     CommandResponse dataExport(const CommandRequest& request, const std::string&) {
-        auto all = ports.store.exportAll();
+        auto all =
+            ports.dictionary == nullptr ? ports.store.exportAll() : exportEverything(ports.store, *ports.dictionary);
         return all ? report(std::move(*all)) : refusal(request, ExitCode::environment, describe(all.error()));
     }
 
@@ -412,7 +418,9 @@ struct CommandService::Impl {
         if (!file.is_open() || file.bad()) {
             return refusal(request, ExitCode::environment, fmt::format("Cannot read {}.", path));
         }
-        const auto imported = ports.store.importAll(bytes);
+        const auto imported = ports.dictionary == nullptr
+                                  ? ports.store.importAll(bytes)
+                                  : importEverything(ports.store, *ports.dictionary, ports.values, ports.clock, bytes);
         if (!imported) {
             return refusal(request, ExitCode::usage, fmt::format("{} was not imported: {}", path, imported.error()));
         }

@@ -42,6 +42,8 @@ public:
         AccountCommands* account = nullptr;
         /// Holds the files beside the log; empty where a process has none.
         std::filesystem::path folder = {};
+        /// The consent may have been changed; may be empty.
+        std::function<void()> telemetryChanged = {};
         /// Brings the window to the front; empty where there is none.
         std::function<void()> raise = {};
         /// True where the process ends after the command: what cannot be saved now is lost.

@@ -24,7 +24,7 @@ Result<void, StoreError> setConsent(ValueStore& values, const std::filesystem::p
     }
     productBufferIn(folder).drop();
     voiceBufferIn(folder).drop();
-    const auto erased = values.erase(kAnonId);
+    const auto erased = forgetAnonId(values);
     const auto kept = values.setFlag(kConsent, false);
     return kept ? erased : kept;
 }
@@ -37,6 +37,10 @@ std::string anonIdIn(ValueStore& values, const std::string& fresh) {
         spdlog::warn("the installation's id is not kept: {}", describe(kept.error()));
     }
     return fresh;
+}
+
+Result<void, StoreError> forgetAnonId(ValueStore& values) {
+    return values.erase(kAnonId);
 }
 
 TelemetryPreview previewIn(const std::filesystem::path& folder) {

@@ -18,6 +18,8 @@ enum class Consent : std::uint8_t { notAsked, yes, no };
 
 /// The installation's id, which is made when there is none.
 [[nodiscard]] std::string anonIdIn(ValueStore& values, const std::string& fresh);
+/// The next one is another.
+[[nodiscard]] Result<void, StoreError> forgetAnonId(ValueStore& values);
 
 /// The bodies of the next uploads, byte for byte; empty where nothing waits.
 struct TelemetryPreview {

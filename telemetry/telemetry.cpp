@@ -1,5 +1,6 @@
 #include "telemetry/telemetry.h"
 
+#include <spdlog/spdlog.h>
 #include <utility>
 
 namespace tolvik {
@@ -109,6 +110,7 @@ void Telemetry::later(std::function<void()> call) {
 
 void Telemetry::track(std::string_view name, EventProperties properties) {
     later([this, at = ports_.clock.now(), event = std::string(name), properties = std::move(properties)] {
+        followConsent();
         if (isOn_) {
             product_.append(productEvent(ports_.random.identifier().text(), at, event, properties, origin_));
         }
@@ -117,6 +119,7 @@ void Telemetry::track(std::string_view name, EventProperties properties) {
 
 void Telemetry::record(VoiceEvent event) {
     later([this, event = std::move(event)] {
+        followConsent();
         if (isOn_) {
             ++counts_.totalCalls;
             counts_.localResolved += event.resolvedLocally ? 1 : 0;
@@ -133,8 +136,20 @@ void Telemetry::flush() {
     }
 }
 
-void Telemetry::save() const {
+void Telemetry::userSignedOut() {
     if (isOn_) {
+        stop();
+        const auto erased = forgetAnonId(ports_.values);
+        if (!erased) {
+            spdlog::warn("the installation's id is still the old one: {}", describe(erased.error()));
+        }
+        sessionId_ = ports_.random.identifier().text();
+        followConsent();
+    }
+}
+
+void Telemetry::save() const {
+    if (isOn_ && consent() == Consent::yes) {
         product_.buffer().save();
         voice_.buffer().save();
     }

@@ -75,8 +75,10 @@ public:
     [[nodiscard]] Consent consent() const { return consentIn(ports_.values); }
     /// Takes effect at once; see `setConsent`.
     [[nodiscard]] Result<void, StoreError> setConsent(bool yes);
-    /// The answer was given elsewhere, by the command line.
+    /// The answer was given elsewhere, by the command line. Each event looks by itself.
     void followConsent();
+    /// What waits is not sent in the name of whoever signs in next: it goes, and a new identity begins.
+    void userSignedOut();
 
     /// A product event. Any thread.
     void track(std::string_view name, EventProperties properties = {});

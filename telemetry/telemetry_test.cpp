@@ -13,6 +13,7 @@ namespace tolvik {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class TelemetryTest : public testing::Test {
@@ -92,6 +93,35 @@ TEST_F(TelemetryTest, forgetsEverythingAtNo) {
     EXPECT_EQ(telemetry->consent(), Consent::no);
     ASSERT_TRUE(telemetry->setConsent(true));
     EXPECT_NE(values.text("tolvik.analytics.anonId"), before);
+}
+
+TEST_F(TelemetryTest, followsAnAnswerGivenElsewhere) {
+    ASSERT_TRUE(telemetry->setConsent(true));
+    track(3);
+    ASSERT_TRUE(setConsent(values, folder, false)) << "as the command line does";
+    telemetry->save();
+    EXPECT_TRUE(std::filesystem::is_empty(folder)) << "the end of the application brings nothing back";
+    track(1);
+    EXPECT_EQ(telemetry->previewBytes().product, "");
+    ASSERT_TRUE(setConsent(values, folder, true));
+    track(1);
+    EXPECT_THAT(telemetry->previewBytes().product, HasSubstr("opened"));
+}
+
+TEST_F(TelemetryTest, leavesNothingForTheNextUser) {
+    signIn();
+    ASSERT_TRUE(telemetry->setConsent(true));
+    const auto before = values.text("tolvik.analytics.anonId");
+    telemetry->record(spoken("start the secret project"));
+    track(1);
+    session.clear();
+    telemetry->userSignedOut();
+    EXPECT_EQ(telemetry->previewBytes().product + telemetry->previewBytes().voice, "");
+    EXPECT_THAT(file(kVoiceFile), Not(HasSubstr("secret")));
+    EXPECT_EQ(telemetry->consent(), Consent::yes);
+    track(1);
+    EXPECT_NE(values.text("tolvik.analytics.anonId"), before);
+    EXPECT_THAT(telemetry->previewBytes().product, HasSubstr(values.text("tolvik.analytics.anonId")));
 }
 
 TEST_F(TelemetryTest, writesAnEventInItsForm) {

@@ -106,6 +106,7 @@ struct VoiceManager::Impl {
 
     Ports ports;
     Signal<> changed;
+    Signal<std::uint32_t> modifiers;
 
     VoicePhase phase = VoicePhase::idle;
     std::string transcript;
@@ -192,6 +193,7 @@ struct VoiceManager::Impl {
     }
 
     void modifiersChanged(std::uint32_t held) {
+        modifiers.emit(held);
         if (watcher) {
             const auto kept = watcher;
             kept(held);
@@ -775,6 +777,10 @@ void VoiceManager::keepUndoOffer() {
     if (impl_->phase == VoicePhase::done && impl_->offersUndo) {
         impl_->showFor(keptOfferTime);
     }
+}
+
+Subscription VoiceManager::onModifiers(std::function<void(std::uint32_t held)> callback) {
+    return impl_->modifiers.connect(std::move(callback));
 }
 
 void VoiceManager::watchModifiers(std::function<void(std::uint32_t held)> watcher) {

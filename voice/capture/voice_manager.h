@@ -145,6 +145,8 @@ public:
     void keepUndoOffer();
     /// While a new chord is recorded, sees the modifiers instead of the controller; empty to end.
     void watchModifiers(std::function<void(std::uint32_t held)> watcher);
+    /// Hears of the modifiers that are down beside the controller, at each change, while the chord is watched.
+    Subscription onModifiers(std::function<void(std::uint32_t held)> callback);
 
 private:
     struct Impl;
