@@ -170,7 +170,7 @@ class Intruder:
 class Storm:
     def __init__(self, options, folder):
         self.options, self.chance = options, random.Random(f"{options.seed} storm")
-        self.counts = collections.Counter()
+        self.counts, self.lost = collections.Counter(), []
         self.facts = truth.Facts()
         self.postgres = Postgres() if options.database == "postgres" else None
         database = ["--database", self.postgres.url] if self.postgres else []
@@ -214,9 +214,13 @@ class Storm:
         kind = self.chance.choices(["server", "network", "cut", "desktop"], [4, 6, 3, 3])[0]
         if kind == "server":
             server = self.chance.choice(self.servers)
+            told = set(self.intruder.taken)
             server.kill()
             time.sleep(self.chance.choice([0, 0, 0.1, 0.8]))
             server.start()
+            # At once: devices send again what they see that the server has lost.
+            here = {task["id"] for task in self.direct_pull()["tasks"]}
+            self.lost += [f"{id} was taken by the server and lost when it was killed" for id in told - here]
         elif kind == "desktop" and self.options.desktops:
             device = self.chance.choice(self.devices)
             end(device.desktop)
@@ -246,6 +250,7 @@ class Storm:
                 wrong += truth.differences(log, truth.shape(server), (person.name, "server"))
             if not wrong or time.monotonic() > end_at:
                 break
+        wrong += self.lost
         names = [person.name for person in self.people]
         self.sizes = {kind: len(records) for kind, records in logs[0].items()}
         for name, log in zip([*names, "server"], [*(device.export() for device in self.devices), server]):
