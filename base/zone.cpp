@@ -1,57 +1,18 @@
 #include "base/zone.h"
 
-#include <algorithm>
-#include <array>
 #include <chrono>
 #include <date/date.h>
 #include <date/tz.h>
-#include <date/tz_private.h>
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <mutex>
-#include <string>
-#include <utility>
 
 namespace tolvik {
 namespace {
 
 constexpr std::int64_t kDayMs = 86'400'000;
 
-/// Where the time zone library looks as well.
-constexpr std::string_view kDatabase = "/usr/share/zoneinfo/";
-
-/// What the library reads without looking at it twice: a file of a zone, below the database's folder.
-bool isZoneFile(std::string_view name) {
-    const bool isPlain = std::ranges::all_of(name, [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '+' ||
-               c == '-' || c == '/';
-    });
-    if (name.empty() || !isPlain || name.front() == '/') {
-        return false;
-    }
-    std::array<char, 4> magic{};
-    std::ifstream file(std::string(kDatabase).append(name), std::ios::binary);
-    return file.read(magic.data(), magic.size()) && std::string_view(magic.data(), magic.size()) == "TZif";
-}
-
-/// The library's own search lists the whole database first, a thousand calls of the system in the start of every
-/// process; a zone made by its name reads one file.
 const date::time_zone* located(std::string_view name) {
-    static std::mutex mutex;
-    static std::map<std::string, date::time_zone, std::less<>> zones;
-    const std::scoped_lock lock(mutex);
-    if (const auto known = zones.find(name); known != zones.end()) {
-        return &known->second;
-    }
     try {
-        if (isZoneFile(name)) {
-            date::time_zone zone(std::string(name), date::detail::undocumented{});
-            (void)zone.get_info(date::sys_seconds{});
-            return &zones.emplace(name, std::move(zone)).first->second;
-        }
-        return std::filesystem::exists(kDatabase) ? nullptr : date::locate_zone(std::string(name));
+        return date::locate_zone(std::string(name));
     } catch (const std::exception&) {
         return nullptr;
     }
