@@ -9,24 +9,13 @@
 #include "backend/endpoint.h"
 #include "backend/sign_in_form.h"
 #include "base/text.h"
+#include "commands/answers.h"
 #include "commands/words.h"
 
 namespace tolvik {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-CommandResponse refusal(const CommandRequest& request, ExitCode exit, const std::string& why) {
-    CommandResponse response{exit, {}, why + "\n"};
-    if (request.has("json")) {
-        response.out = dumped(Json{{"error", why}, {"exitCode", static_cast<int>(exit)}});
-    }
-    return response;
-}
 
 CommandResponse told(const CommandRequest& request, const Json& json, const std::string& text) {
     return {ExitCode::done, request.has("json") ? dumped(json) : text + "\n", {}};

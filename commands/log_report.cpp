@@ -9,16 +9,13 @@
 #include <unordered_map>
 
 #include "base/text.h"
+#include "commands/answers.h"
 #include "commands/words.h"
 
 namespace tolvik {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
 
 Json optional(const std::optional<Identifier>& id) {
     return id ? Json(id->text()) : Json();
@@ -116,6 +113,13 @@ std::string dayJson(const ReportView& view, DayKey day, const std::vector<Stretc
 }
 
 }  // namespace
+
+ReportForm formOf(const CommandRequest& request) {
+    if (request.has("json")) {
+        return ReportForm::json;
+    }
+    return request.has("colour") ? ReportForm::coloured : ReportForm::plain;
+}
 
 std::string statusReport(const ReportView& view, ReportForm form) {
     const auto& store = view.store;

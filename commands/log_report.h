@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "base/result.h"
+#include "commands/command_message.h"
 #include "core/app_store.h"
 #include "voice/parse/command.h"
 
@@ -21,6 +22,8 @@ struct ReportView {
 
 /// How a report is written.
 enum class ReportForm : std::uint8_t { plain, coloured, json };
+/// As the request's options ask.
+[[nodiscard]] ReportForm formOf(const CommandRequest& request);
 
 /// The running task first; else how to go on.
 [[nodiscard]] std::string statusReport(const ReportView& view, ReportForm form);

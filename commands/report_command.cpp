@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "commands/answers.h"
 #include "commands/log_report.h"
 #include "commands/report_words.h"
 #include "commands/task_lookup.h"
@@ -13,15 +14,6 @@ namespace tolvik {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-CommandResponse refusal(const CommandRequest& request, ExitCode exit, const std::string& why) {
-    CommandResponse response{exit, {}, why + "\n"};
-    if (request.has("json")) {
-        const Json json{{"error", why}, {"exitCode", static_cast<int>(exit)}};
-        response.out = json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    }
-    return response;
-}
 
 /// The locale of dates: the first of these variables that is set and not empty.
 std::string dateLocale() {

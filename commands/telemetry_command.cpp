@@ -3,24 +3,13 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "commands/answers.h"
 #include "telemetry/consent.h"
 
 namespace tolvik {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-CommandResponse refusal(const CommandRequest& request, ExitCode exit, std::string_view why) {
-    CommandResponse response{exit, {}, std::string(why) + "\n"};
-    if (request.has("json")) {
-        response.out = dumped(Json{{"error", why}, {"exitCode", static_cast<int>(exit)}});
-    }
-    return response;
-}
 
 std::string_view nameOf(Consent consent) {
     switch (consent) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
+#include "commands/answers.h"
 #include "commands/task_lookup.h"
 #include "commands/words.h"
 
@@ -14,18 +15,6 @@ namespace tolvik {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-CommandResponse refusal(const CommandRequest& request, ExitCode exit, const std::string& why) {
-    CommandResponse response{exit, {}, why + "\n"};
-    if (request.has("json")) {
-        response.out = dumped(Json{{"error", why}, {"exitCode", static_cast<int>(exit)}});
-    }
-    return response;
-}
 
 CommandResponse usage(const CommandRequest& request) {
     return refusal(request, ExitCode::usage,
