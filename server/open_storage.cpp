@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "adapters/sqlite_server/sqlite_storage.h"
+#include "base/text.h"
 #ifdef TOLVIK_HAS_POSTGRES
 #include "adapters/postgres/postgres_storage.h"
 #endif
@@ -19,9 +20,9 @@ Result<OpenDatabase, std::string> openStorage(const std::string& database, [[may
         auto opened = PostgresStorage::open(database, connections);
         if (!opened) {
             return failure(
-                fmt::format("PostgreSQL cannot be used: {}. Check --database and that the database server "
-                            "runs and lets this account in.",
-                            opened.error().text));
+                fmt::format("PostgreSQL cannot be used. Check --database and that the database server runs and lets "
+                            "this account in. What it says: {}",
+                            joined(words(opened.error().text), " ")));
         }
         return OpenDatabase{nullptr, std::move(*opened)};
 #else
@@ -37,11 +38,16 @@ Result<OpenDatabase, std::string> openStorage(const std::string& database, [[may
                         "file with --data; several instances share one database only with PostgreSQL.",
                         path, holder ? fmt::format(" (process {})", *holder) : std::string()));
     }
-    auto opened = SqliteStorage::open(path);
-    if (!opened || !lock->isHeld()) {
+    if (!lock->isHeld()) {
         return failure(
-            fmt::format("The database {} cannot be used: {}. Check that its folder is writable for this account.", path,
-                        opened ? std::string("its lock cannot be made") : opened.error().text));
+            fmt::format("The lock {}.lock cannot be made. Check that its folder is writable for this account.", path));
+    }
+    auto opened = SqliteStorage::open(path);
+    if (!opened) {
+        const auto isDamaged = opened.error().kind == StorageProblem::Kind::damaged;
+        return failure(fmt::format(
+            "The database {} cannot be used: {}.{}", path, opened.error().text,
+            isDamaged ? " Choose another with --database." : " Check that it is writable for this account."));
     }
     return OpenDatabase{std::move(lock), std::move(*opened)};
 }

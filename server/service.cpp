@@ -134,8 +134,9 @@ struct Service {
 };
 
 std::optional<Refused> Service::open() {
-    data = config.data.empty() ? defaultDataFolder(config.dev) : config.data;
     std::error_code error;
+    // Clients elsewhere are told the authority's file.
+    data = std::filesystem::absolute(config.data.empty() ? defaultDataFolder(config.dev) : config.data, error);
     std::filesystem::create_directories(data, error);
     if (error) {
         return missing(fmt::format("The folder {} cannot be made ({}). Choose another with --data.", data.string(),

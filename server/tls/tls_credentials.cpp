@@ -4,11 +4,17 @@
 #include <fmt/format.h>
 #include <openssl/err.h>
 #include <string_view>
+#include <system_error>
 
 namespace tolvik::server {
 namespace {
 
 std::string tlsReason() {
+    // The first error is the cause; a file that cannot be read is told as the system tells it.
+    if (const auto first = ERR_peek_error(); ERR_SYSTEM_ERROR(first)) {
+        ERR_clear_error();
+        return std::system_category().message(ERR_GET_REASON(first));
+    }
     const auto code = ERR_peek_last_error();
     const char* reason = ERR_reason_error_string(code);
     ERR_clear_error();

@@ -18,6 +18,7 @@ import unittest
 from stage import Device, Direct, Server, end, spawn, wait_for
 
 PROGRAMS = pathlib.Path(sys.argv.pop(1)).resolve()
+MODELS = pathlib.Path(os.environ.get("TOLVIK_REAL_MODELS", PROGRAMS.parent.parent / "models"))
 MAIL_SINK = pathlib.Path(__file__).resolve().parents[2] / "server/mail/mail_sink.py"
 ADDRESS = "ann@tolvik.example"
 
@@ -196,6 +197,34 @@ class Service(unittest.TestCase):
         other.json("sync")
         self.assertEqual([task["title"] for task in other.export()["tasks"]], ["Through the proxy"])
         stream.close()
+
+    def test_a_recording_is_heard_by_the_server_and_else_by_the_device(self):
+        if not (MODELS / "speech/tokens.txt").exists() or not shutil.which("flite") or not shutil.which("ffmpeg"):
+            self.skipTest("NOT TESTED WITH A RECORDING: models, flite or ffmpeg are not set up")
+        os.environ["TOLVIK_MODELS"] = str(MODELS)
+        self.addCleanup(os.environ.pop, "TOLVIK_MODELS")
+        recording = f"{self.folder}/spoken.m4a"
+        subprocess.run(["flite", "-voice", "rms", "-t", "switch to backup server", "-o", f"{self.folder}/spoken.wav"],
+                       check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["ffmpeg", "-v", "error", "-i", f"{self.folder}/spoken.wav", "-c:a", "aac", recording], check=True)
+        server = self.server(dev=True)
+        device = Device(PROGRAMS, f"{self.folder}/ann", server.port, server.authority)
+        self.addCleanup(device.close)
+        device.run("start", "Backup server")
+        device.run("start", "Design review")
+        device.sign_in(server, ADDRESS)
+        # A device without models: whatever it hears, the server heard.
+        self.assertFalse(pathlib.Path(device.environment["TOLVIK_MODELS"]).exists())
+        code, heard = device.json("hear", recording)
+        self.assertEqual((code, heard["action"], heard["taskTitle"], heard["heardBy"]),
+                         (0, "switch", "Backup server", "server"), heard)
+        # With models and without a server it hears itself, and says why.
+        device.environment["TOLVIK_MODELS"] = str(MODELS)
+        device.run("switch", "Design review")
+        server.kill()
+        code, said = device.run("hear", recording)
+        self.assertEqual(code, 0, said)
+        self.assertRegex(said, "(?s)Heard on this device: .*→ Backup server|→ Backup server.*Heard on this device: ")
 
 
 if __name__ == "__main__":

