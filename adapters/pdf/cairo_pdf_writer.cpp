@@ -46,7 +46,7 @@ public:
     [[nodiscard]] double height() const { return height_ + 2 * kPad; }
     void draw(PdfPages& pages) const {
         for (const SetText& cell : cells_) {
-            cell.drawAt(pages.cairo(), pages.top() + kPad + base_ - cell.baseline());
+            pages.draw(cell, pages.top() + kPad + base_ - cell.baseline());
         }
         pages.advance(height());
     }

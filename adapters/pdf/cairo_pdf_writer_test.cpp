@@ -113,6 +113,20 @@ TEST_F(PdfTest, EndsWithTextThatNobodyCanPrint) {
     EXPECT_THAT(pages.back(), HasSubstr("99:00:00"));
 }
 
+TEST_F(PdfTest, FindsEmojiAndWordsFromRightToLeftAgain) {
+    auto report = smallReport(3);
+    report.rowAt = [](std::size_t i) {
+        const auto titles =
+            std::to_array<std::string>({"Launch 🚀 with 👩‍💻", "בדיקת הדוח הרבעוני", "مراجعة التقرير الشهري"});
+        return PdfRow{"2026-11-01", titles.at(i), "09:00", "10:00", "1:00:00"};
+    };
+    const auto pages = pagesOf(report);
+    ASSERT_EQ(pages.size(), 1U);
+    for (const char* whole : {"🚀", "👩‍💻", "בדיקת הדוח הרבעוני", "مراجعة التقرير الشهري"}) {
+        EXPECT_THAT(pages[0], HasSubstr(whole));
+    }
+}
+
 TEST(PdfWriter, StopsWhenAskedAndWhenTheOutputIsFull) {
     std::size_t taken = 0;
     const ExportOutput cancelled{[&](std::string_view bytes) {

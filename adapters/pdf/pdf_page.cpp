@@ -55,10 +55,9 @@ double SetText::baseline() const {
     return pango_units_to_double(pango_layout_get_baseline(layout_.get()));
 }
 
-void SetText::drawAt(cairo_t* cairo, double top) const {
+void SetText::drawAt(const TextPainter& painter, cairo_t* cairo, double top) const {
     cairo_set_source_rgb(cairo, grey_, grey_, grey_);
-    cairo_move_to(cairo, box_.left, top);
-    pango_cairo_show_layout(cairo, layout_.get());
+    painter.draw(cairo, layout_.get(), box_.left, top);
 }
 
 PdfPages::PdfPages(const ExportOutput& output, const std::string& title, std::string footer)
@@ -108,7 +107,7 @@ void PdfPages::rule(double grey) {
 void PdfPages::drawFooter() {
     const SetText text = set(footer_ + std::to_string(page_), {kMargin, kWidth - 2 * kMargin, PANGO_ALIGN_CENTER},
                              {.points = 8, .grey = 0.4});
-    text.drawAt(cairo_, kHeight - kMargin);
+    draw(text, kHeight - kMargin);
 }
 
 void PdfPages::turn() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "adapters/pdf/text_painter.h"
 #include "reports/export_output.h"
 
 namespace tolvik {
@@ -32,7 +33,7 @@ public:
     [[nodiscard]] double height() const;
     /// From the top to the first line's base.
     [[nodiscard]] double baseline() const;
-    void drawAt(cairo_t* cairo, double top) const;
+    void drawAt(const TextPainter& painter, cairo_t* cairo, double top) const;
 
 private:
     struct Free {
@@ -59,7 +60,8 @@ public:
     [[nodiscard]] SetText set(std::string_view text, const TextBox& box, const TextStyle& style) const {
         return {context_, text, box, style};
     }
-    [[nodiscard]] cairo_t* cairo() const { return cairo_; }
+    /// Draws it at a height of this page.
+    void draw(const SetText& text, double top) const { text.drawAt(painter_, cairo_, top); }
     [[nodiscard]] double top() const { return top_; }
     void advance(double height) { top_ += height; }
     /// A thin line across the text's width.
@@ -83,6 +85,7 @@ private:
     cairo_surface_t* surface_ = nullptr;
     cairo_t* cairo_ = nullptr;
     PangoContext* context_ = nullptr;
+    TextPainter painter_;
     double top_ = kMargin;
     int page_ = 1;
     bool hasFailed_ = false;

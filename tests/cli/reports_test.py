@@ -193,17 +193,18 @@ class Pages(Reports):
         self.exported("pdf")
         text = subprocess.run(["pdftotext", "-layout", self.file("out.pdf"), "-"], check=True, capture_output=True,
                               text=True).stdout
-        # Marks of direction are not part of a title, and gaps between letters are the reader's guess.
-        plain = re.sub(r"[\s\u200e\u200f\u202a-\u202e]", "", text)
-        for title in self.TITLES[:7]:
-            self.assertIn(title.replace(" ", ""), plain)
-        self.assertIn("Launch", plain)
+        # Marks of direction are not part of a title, and how wide a gap is is the reader's guess.
+        plain = re.sub(r" +", " ", re.sub(r"[\u200e\u200f\u202a-\u202e]", "", text))
+        for title in self.TITLES:
+            self.assertIn(title, plain)
         for part in ("Time tracking export", "DATE", "12:00:00 total · 8 entries · 8 tasks", "Page 1"):
             self.assertIn(part, text)
         self.assertRegex(text, r"Total +12:00:00")
         fonts = subprocess.run(["pdffonts", self.file("out.pdf")], check=True, capture_output=True, text=True).stdout
         for line in fonts.splitlines()[2:]:
-            self.assertRegex(line, r" yes +yes +yes +\d+ +\d+$", "embedded, a subset, with its signs' meaning")
+            # What stands for coloured signs is drawn here and has no font to be a part of.
+            part = "no" if " Type 3 " in line else "yes"
+            self.assertRegex(line, rf" yes +{part} +yes +\d+ +\d+$", "embedded, a subset, with its signs' meaning")
         self.assertGreaterEqual(len(fonts.splitlines()), 5)
         # Coloured signs are pictures.
         images = subprocess.run(["pdfimages", "-list", self.file("out.pdf")], check=True, capture_output=True,
