@@ -50,7 +50,8 @@ Finding lookAtSpeech(const Paths& paths) {
     }
     const auto missing = json.value("missing", std::string());
     return missing.empty() ? Finding{"speech", State::fine, json.value("model", std::string()), {}}
-                           : Finding{"speech", State::missing, missing, "Run ./setup, or set TOLVIK_MODELS."};
+                           : Finding{"speech", State::missing, missing,
+                                     "Run ./setup (from a package: sudo tolvik-get-models), or set TOLVIK_MODELS."};
 }
 
 std::string_view word(State state) {

@@ -114,7 +114,8 @@ Finding lookAtEmbedding(const Paths& paths) {
     }
     if (!LazyEmbedder(paths.embeddingModule(), paths.embeddingModel()).isPresent()) {
         return {"meaning", State::missing, "no model in " + paths.embeddingModel().string(),
-                "Run ./setup, or set TOLVIK_MODELS; commands are understood by their words without it."};
+                "Run ./setup (from a package: sudo tolvik-get-models), or set TOLVIK_MODELS; commands are understood "
+                "by their words without it."};
     }
     return {"meaning", State::fine, paths.embeddingModel().string(), {}};
 }

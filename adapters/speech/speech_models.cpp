@@ -151,10 +151,12 @@ std::string missingSpeechParts(const SpeechPlaces& places) {
         return "The speech program tolvik-speech is not installed beside this program.";
     }
     if (!fs::exists(places.engineLibrary, error)) {
-        return "The speech engine is not installed. Run ./setup to get it.";
+        return "The speech engine is not installed. Run ./setup (from a package: sudo tolvik-get-models) to get it.";
     }
     if (const auto model = inspectSpeechModel(places.modelFolder); !model) {
-        return model.error() + " Run ./setup to get the speech model, or choose another folder in the settings.";
+        return model.error() +
+               " Run ./setup (from a package: sudo tolvik-get-models) to get the speech model, or choose another "
+               "folder in the settings.";
     }
     return {};
 }
