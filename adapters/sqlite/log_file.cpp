@@ -77,7 +77,7 @@ int LogFile::exec(const char* sql) const {
 
 void LogFile::close() {
     for (Statement* s : {&begin,        &commitNow,     &rollback,   &getValue,    &putValue,    &eraseValue,
-                         &allKeys,      &addCollection, &infos,      &oneInfo,     &onePiece,    &allPieces,
+                         &allKeys,      &addCollection, &infos,      &oneInfo,     &onePiece,    &bytesOf,
                          &addBytes,     &setBytes,      &dropBytes,  &addPiece,    &setPiece,    &dropPiece,
                          &dropAllBytes, &dropAllPieces, &addJournal, &trimJournal, &markJournal, &readJournal}) {
         s->finalize();
@@ -219,14 +219,12 @@ int LogFile::prepareStatements() {
         {&eraseValue, "DELETE FROM value WHERE key = ?"},
         {&allKeys, "SELECT key FROM value UNION SELECT key FROM collection ORDER BY 1"},
         {&addCollection, "INSERT INTO collection(key) VALUES(?)"},
-        {&infos, "SELECT id, position, count, earliest, latest FROM piece WHERE collection = ? ORDER BY position"},
+        {&infos, "SELECT id, position, count, earliest, latest, bytes FROM piece WHERE collection = ?"},
         {&oneInfo, "SELECT position, count, earliest, latest, bytes FROM piece WHERE collection = ? AND id = ?"},
         {&onePiece,
          "SELECT b.bytes FROM piece p JOIN piece_bytes b ON b.number = p.bytes WHERE p.collection = ? AND p.id = "
          "?"},
-        {&allPieces,
-         "SELECT p.id, p.position, p.count, p.earliest, p.latest, b.bytes FROM piece p LEFT JOIN piece_bytes b ON "
-         "b.number = p.bytes WHERE p.collection = ? ORDER BY p.position"},
+        {&bytesOf, "SELECT bytes FROM piece_bytes WHERE number = ?"},
         {&addBytes, "INSERT INTO piece_bytes(bytes) VALUES(?)"},
         {&setBytes, "UPDATE piece_bytes SET bytes = ? WHERE number = ?"},
         {&dropBytes, "DELETE FROM piece_bytes WHERE number = ?"},

@@ -37,7 +37,7 @@ struct LogFile {
 
     Statement begin, commitNow, rollback;
     Statement getValue, putValue, eraseValue, allKeys;
-    Statement addCollection, infos, oneInfo, onePiece, allPieces;
+    Statement addCollection, infos, oneInfo, onePiece, bytesOf;
     Statement addBytes, setBytes, dropBytes, addPiece, setPiece, dropPiece, dropAllBytes, dropAllPieces;
     Statement addJournal, trimJournal, markJournal, readJournal;
 
