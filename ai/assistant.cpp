@@ -1,24 +1,63 @@
 #include "ai/assistant.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/text.h"
 
 namespace tolvik {
 
-AnswerLog answerLogOf(const AppStore& store) {
-    return {store.tasks(), store.tags(), store.timeEntries()};
+namespace {
+
+AssistantReply replyOf(Result<Answer, Refusal> answer) {
+    return answer ? AssistantReply{AssistantReply::Kind::answer, std::move(answer->text), std::move(answer->citations)}
+                  : AssistantReply{AssistantReply::Kind::refusal, std::move(answer.error().text), {}};
 }
+
+/// What a narrative of the days counts: they, as many days before them, and what began even earlier and ran into them.
+std::vector<TimeEntry> entriesAbout(const AppStore& store, const DaySpan& days) {
+    auto entries = store.entriesStarting(days.first.plus(-days.days()), days.last);
+    const auto known = entries.size();
+    for (TimeEntry& entry : store.entriesOn(days.first)) {
+        const auto end = entries.begin() + static_cast<std::ptrdiff_t>(known);
+        if (std::ranges::find(entries.begin(), end, entry.id, &TimeEntry::id) == end) {
+            entries.push_back(std::move(entry));
+        }
+    }
+    return entries;
+}
+
+}  // namespace
 
 Assistant::Assistant(Ports ports) : ports_(ports) {}
 Assistant::~Assistant() = default;
 
-void Assistant::later(std::function<void()> call) {
-    ports_.loop.post([call = std::move(call), alive = std::weak_ptr<bool>(alive_)] {
-        if (!alive.expired()) {
-            call();
-        }
-    });
+template <class Make, class Done>
+void Assistant::onDevice(std::vector<TimeEntry> entries, Make make, Done done) {
+    struct Job {
+        std::vector<TaskModel> tasks;
+        std::vector<TagModel> projects;
+        std::vector<TimeEntry> entries;
+        AnswerFrame frame;
+    };
+    auto job = std::make_shared<const Job>(Job{ports_.store.tasks(),
+                                               ports_.store.tags(),
+                                               std::move(entries),
+                                               {ports_.clock.now(), ports_.timeZone, ports_.firstWeekday}});
+    auto work = [job = std::move(job), make = std::move(make), done = std::move(done), &loop = ports_.loop,
+                 alive = std::weak_ptr<bool>(alive_)] {
+        auto made = make(AnswerLog{job->tasks, job->projects, job->entries}, job->frame);
+        loop.post([made = std::move(made), done, alive] {
+            if (!alive.expired()) {
+                done(made);
+            }
+        });
+    };
+    if (ports_.workers != nullptr) {
+        ports_.workers->run(std::move(work));
+    } else {
+        ports_.loop.post(std::move(work));
+    }
 }
 
 bool Assistant::ask(std::string_view question, std::function<void(AssistantReply)> done) {
@@ -28,13 +67,15 @@ bool Assistant::ask(std::string_view question, std::function<void(AssistantReply
     }
     asking_ = true;
     if (!ports_.session.currentToken()) {
-        later([this, text, done = std::move(done)] {
-            asking_ = false;
-            auto answer = answerQuestion(text, answerLogOf(ports_.store), frame());
-            done(answer ? AssistantReply{AssistantReply::Kind::answer, std::move(answer->text),
-                                         std::move(answer->citations)}
-                        : AssistantReply{AssistantReply::Kind::refusal, std::move(answer.error().text), {}});
-        });
+        onDevice(
+            ports_.store.timeEntries(),
+            [text](const AnswerLog& log, const AnswerFrame& frame) {
+                return replyOf(answerQuestion(text, log, frame));
+            },
+            [this, done = std::move(done)](const AssistantReply& reply) {
+                asking_ = false;
+                done(reply);
+            });
         return true;
     }
     ports_.service.query(text, [this, alive = std::weak_ptr<bool>(alive_),
@@ -52,7 +93,10 @@ bool Assistant::ask(std::string_view question, std::function<void(AssistantReply
 
 void Assistant::summary(DayKey day, std::function<void(std::optional<DaySummary>)> done) {
     if (!ports_.session.currentToken()) {
-        later([this, day, done = std::move(done)] { done(summaryOf(day, answerLogOf(ports_.store), frame())); });
+        onDevice(
+            ports_.store.entriesOn(day),
+            [day](const AnswerLog& log, const AnswerFrame& frame) { return std::optional(summaryOf(day, log, frame)); },
+            std::move(done));
         return;
     }
     ports_.service.dailySummary(day, [done = std::move(done)](Result<DaySummary, AIError> summary) {
@@ -62,7 +106,12 @@ void Assistant::summary(DayKey day, std::function<void(std::optional<DaySummary>
 
 void Assistant::narrative(const DaySpan& days, std::function<void(std::optional<std::string>)> done) {
     if (!ports_.session.currentToken()) {
-        later([this, days, done = std::move(done)] { done(narrativeOf(days, answerLogOf(ports_.store), frame())); });
+        onDevice(
+            entriesAbout(ports_.store, days),
+            [days](const AnswerLog& log, const AnswerFrame& frame) {
+                return std::optional(narrativeOf(days, log, frame));
+            },
+            std::move(done));
         return;
     }
     ports_.service.narrative(days, [done = std::move(done)](Result<std::string, AIError> narrative) {
@@ -75,10 +124,9 @@ void SummaryCard::show(DayKey day, std::function<void()> changed) {
         return;
     }
     underway_ = day;
-    assistant_.summary(day, [this, day, changed = std::move(changed),
+    assistant_.summary(day, [this, day, number = ++asked_, changed = std::move(changed),
                              alive = std::weak_ptr<bool>(alive_)](std::optional<DaySummary> summary) {
-        // An answer for a day that was left meanwhile is of no use.
-        if (alive.expired() || underway_ != day) {
+        if (alive.expired() || number != asked_) {
             return;
         }
         underway_.reset();

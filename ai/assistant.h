@@ -22,9 +22,6 @@ struct AssistantReply {
     std::vector<Citation> citations;
 };
 
-/// The log of a store. Good while no record changes.
-[[nodiscard]] AnswerLog answerLogOf(const AppStore& store);
-
 /// Answers questions about the log: signed in, the server does; signed out, this device. Main loop only; callbacks come
 /// on the loop, never before the call has returned. What it was made with outlives it.
 class Assistant {
@@ -38,6 +35,8 @@ public:
         const TimeZone& timeZone;
         /// 0 = Sunday … 6 = Saturday.
         int firstWeekday = 1;
+        /// Where the device's own answers are made, from a copy of the log; null makes them on the loop.
+        Workers* workers = nullptr;
     };
     explicit Assistant(Ports ports);
     Assistant(const Assistant&) = delete;
@@ -48,14 +47,15 @@ public:
     bool ask(std::string_view question, std::function<void(AssistantReply)> done);
     /// A question is being answered.
     [[nodiscard]] bool isAsking() const { return asking_; }
-    /// None when the server gave none; then what was shown stays.
+    /// None when the server gave none; then what was shown stays. Signed out it and the narrative read only the entries
+    /// that they are about.
     void summary(DayKey day, std::function<void(std::optional<DaySummary>)> done);
     void narrative(const DaySpan& days, std::function<void(std::optional<std::string>)> done);
 
 private:
-    [[nodiscard]] AnswerFrame frame() const { return {ports_.clock.now(), ports_.timeZone, ports_.firstWeekday}; }
-    /// Calls on the loop while this object lives.
-    void later(std::function<void()> call);
+    /// Hands what `make` makes of the entries to `done`, on the loop while this object lives.
+    template <class Make, class Done>
+    void onDevice(std::vector<TimeEntry> entries, Make make, Done done);
 
     Ports ports_;
     bool asking_ = false;
@@ -71,7 +71,10 @@ public:
     /// something new to show.
     void show(DayKey day, std::function<void()> changed);
     /// The next `show` fetches again: the log or the account changed. What is shown stays until then.
-    void expire() { lastFetched_.reset(); }
+    void expire() {
+        lastFetched_.reset();
+        underway_.reset();
+    }
     /// Of the day that was last fetched.
     [[nodiscard]] const std::optional<DaySummary>& summary() const { return summary_; }
     [[nodiscard]] std::optional<DayKey> lastFetchedDate() const { return lastFetched_; }
@@ -80,6 +83,8 @@ private:
     Assistant& assistant_;
     std::optional<DayKey> lastFetched_;
     std::optional<DayKey> underway_;
+    /// Counts the questions: only the answer to the latest one is of use.
+    std::uint64_t asked_ = 0;
     std::optional<DaySummary> summary_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

@@ -2,18 +2,34 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Tolvik.Models
 
-// A month to choose a day from.
+// A month to choose a day from. The arrow keys move, Enter chooses.
 MenuPanel {
     id: root
 
-    required property HomeModel home
+    required property CalendarModel calendar
+    // Day numbers: what is chosen, and where the arrow keys are.
+    property int first
+    property int last
+    property int cursor: last
+    property bool offersToday: false
+
+    signal picked(int day)
+    signal moved(int days)
+    signal todayWanted
+
+    function choose(day: int): void {
+        close();
+        picked(day);
+    }
 
     name: qsTr("Calendar")
     padding: 14
     contentWidth: 7 * 36
     contentHeight: body.height
-    onAboutToShow: home.openMonth()
+    onAboutToShow: calendar.show(cursor)
     onOpened: grid.forceActiveFocus(Qt.PopupFocusReason)
+    onCursorChanged: if (visible)
+        calendar.show(cursor)
 
     Column {
         id: body
@@ -29,7 +45,7 @@ MenuPanel {
                 x: 8
                 anchors.verticalCenter: parent.verticalCenter
                 font.weight: Font.DemiBold
-                text: root.home.monthTitle
+                text: root.calendar.title
             }
             Row {
                 anchors.right: parent.right
@@ -38,20 +54,20 @@ MenuPanel {
                     iconName: "chevron-left"
                     iconSize: 14
                     name: qsTr("Month before")
-                    onClicked: root.home.shiftMonth(-1)
+                    onClicked: root.calendar.shift(-1)
                 }
                 IconButton {
-                    enabled: !root.home.monthIsPresent
+                    enabled: !root.calendar.isPresent
                     iconName: "chevron-right"
                     iconSize: 14
                     name: qsTr("Month after")
-                    onClicked: root.home.shiftMonth(1)
+                    onClicked: root.calendar.shift(1)
                 }
             }
         }
         Row {
             Repeater {
-                model: root.home.weekLetters
+                model: root.calendar.weekLetters
 
                 delegate: Label {
                     required property string modelData
@@ -69,16 +85,18 @@ MenuPanel {
 
             columns: 7
             activeFocusOnTab: true
+            objectName: "calendarDays"
             Accessible.role: Accessible.List
-            Accessible.name: root.home.monthTitle
-            Keys.onLeftPressed: root.home.shiftDay(-1)
-            Keys.onRightPressed: root.home.shiftDay(1)
-            Keys.onUpPressed: root.home.shiftDay(-7)
-            Keys.onDownPressed: root.home.shiftDay(7)
-            Keys.onReturnPressed: root.close()
+            Accessible.name: root.calendar.title
+            Keys.onLeftPressed: root.moved(-1)
+            Keys.onRightPressed: root.moved(1)
+            Keys.onUpPressed: root.moved(-7)
+            Keys.onDownPressed: root.moved(7)
+            Keys.onReturnPressed: root.choose(root.cursor)
+            Keys.onEnterPressed: root.choose(root.cursor)
 
             Repeater {
-                model: root.home.month
+                model: root.calendar.days
 
                 delegate: Item {
                     id: cell
@@ -86,39 +104,44 @@ MenuPanel {
                     required property int day
                     required property string number
                     required property real fraction
-                    required property bool chosen
                     required property bool today
                     required property bool future
                     required property bool inMonth
                     required property string spoken
+                    readonly property bool inside: day >= root.first && day <= root.last
+                    readonly property bool end: day === root.first || day === root.last
 
                     width: 36
                     height: 36
                     opacity: future ? 0.35 : inMonth ? 1 : 0.55
                     Accessible.role: Accessible.Button
                     Accessible.name: spoken
-                    Accessible.selected: chosen
-                    Accessible.onPressAction: choose()
+                    Accessible.selected: inside
+                    Accessible.onPressAction: take()
 
-                    function choose(): void {
-                        if (!future) {
-                            root.home.selectDay(day);
-                            root.close();
-                        }
+                    function take(): void {
+                        if (!future)
+                            root.choose(day);
                     }
 
                     Rectangle {
                         anchors.fill: parent
-                        anchors.margins: 2
-                        radius: 8
-                        color: cell.chosen ? Theme.accent : pointer.hovered && !cell.future ? Theme.sunk : "transparent"
-                        border.width: cell.today && !cell.chosen ? 1 : 0
+                        anchors.margins: cell.inside && !cell.end ? 0 : 2
+                        anchors.topMargin: 2
+                        anchors.bottomMargin: 2
+                        radius: cell.inside && !cell.end ? 0 : 8
+                        color: cell.end ? Theme.accent : cell.inside ? Theme.soft : pointer.hovered && !cell.future ? Theme.sunk : "transparent"
+                        border.width: cell.today && !cell.end ? 1 : 0
                         border.color: Theme.accent
+
+                        FocusRing {
+                            visible: cell.day === root.cursor && grid.activeFocus
+                        }
                     }
                     Label {
                         anchors.centerIn: parent
                         anchors.verticalCenterOffset: -3
-                        color: cell.chosen ? Theme.accentInk : Theme.t1
+                        color: cell.end ? Theme.accentInk : Theme.t1
                         font.weight: cell.today ? Font.DemiBold : Font.Normal
                         size: Theme.secondary
                         text: cell.number
@@ -129,14 +152,14 @@ MenuPanel {
                         width: Math.round(18 * cell.fraction)
                         height: 3
                         radius: 1.5
-                        color: cell.chosen ? Theme.accentInk : Theme.edge
+                        color: cell.end ? Theme.accentInk : Theme.edge
                         visible: cell.fraction > 0
                     }
                     HoverHandler {
                         id: pointer
                     }
                     TapHandler {
-                        onTapped: cell.choose()
+                        onTapped: cell.take()
                     }
                 }
             }
@@ -146,9 +169,10 @@ MenuPanel {
             implicitHeight: 32
             kind: PushButton.Plain
             text: qsTr("Today")
+            visible: root.offersToday
             onClicked: {
-                root.home.goToToday();
                 root.close();
+                root.todayWanted();
             }
         }
     }

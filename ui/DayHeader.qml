@@ -100,10 +100,16 @@ Item {
 
                 active: false
                 sourceComponent: CalendarPanel {
-                    home: root.home
+                    calendar: root.home.calendar
+                    first: root.home.shownDay
+                    last: root.home.shownDay
+                    offersToday: true
                     parent: calendar.parent as Item // qmllint disable
                     x: 32 - width
                     y: 36
+                    onMoved: days => root.home.shiftDay(days)
+                    onPicked: day => root.home.selectDay(day)
+                    onTodayWanted: root.home.goToToday()
                 }
             }
         }

@@ -27,6 +27,12 @@ FocusScope {
         dayHeader.openCalendar();
     }
 
+    Binding {
+        target: root.app.summary // qmllint disable type
+        property: "live"
+        value: root.visible && root.home.live
+        when: root.app.summary !== null
+    }
     // The ribbon, the list and the strip follow the room there is.
     Binding {
         target: root.home.strip // qmllint disable type
@@ -160,11 +166,20 @@ FocusScope {
                 onPointedTaskChanged: root.pointedTask = pointedTask
                 onReasonWanted: taskId => switches.editReasonOf(taskId)
             }
+            SummaryCard {
+                id: summary
+
+                x: switches.x
+                y: root.narrow ? tasks.y + tasks.height + 28 : tasks.y
+                width: switches.width
+                shown: !root.home.empty
+                summary: root.app.summary
+            }
             SwitchList {
                 id: switches
 
                 x: root.narrow ? 0 : parent.width - 284
-                y: root.narrow ? tasks.y + tasks.height + 28 : tasks.y
+                y: summary.y + summary.implicitHeight
                 width: root.narrow ? parent.width : 284
                 home: root.home
                 visible: !root.home.empty

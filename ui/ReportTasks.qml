@@ -30,6 +30,7 @@ Column {
         required property string name
         required property int colorIndex
         required property string lengthText
+        required property string percentText
         required property real share
         required property string project
         required property int projectColor
@@ -93,16 +94,24 @@ Column {
         Rectangle {
             x: row.barStart
             anchors.verticalCenter: parent.verticalCenter
-            width: Math.max(4, Math.round((row.width - x - 92) * row.share))
+            width: Math.max(4, Math.round((row.width - x - 136) * row.share))
             height: 6
             radius: 3
             color: Theme.taskColor(row.colorIndex)
         }
         Figures {
             anchors.right: parent.right
+            anchors.rightMargin: 48
             anchors.verticalCenter: parent.verticalCenter
             quietUnits: true
             text: row.lengthText
+        }
+        Label {
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+            color: Theme.t3
+            size: Theme.caption
+            text: row.percentText
         }
         HoverHandler {
             id: pointer

@@ -186,9 +186,18 @@ FocusScope {
                     onClicked: root.reports.cancelExport()
                 }
             }
+            QuestionBar {
+                width: parent.width
+                assistant: root.app.assistant
+                visible: assistant !== null
+            }
+            Item {
+                width: 1
+                height: 16
+            }
             Item {
                 width: parent.width
-                height: Math.max(total.height, root.narrow ? total.height + (narrative.visible ? narrative.height + 12 : 0) : narrative.height) + 24
+                height: Math.max(total.height, narrative.visible ? narrative.y + narrative.height : 0) + 24
 
                 Column {
                     id: total
@@ -241,7 +250,7 @@ FocusScope {
                     id: narrative
 
                     x: root.narrow ? 0 : total.width + 60
-                    y: root.narrow ? total.height + 16 : 28
+                    y: root.narrow ? total.height + 16 : Math.max(6, Math.round((total.height - height) / 2) + 4)
                     width: Math.min(560, parent.width - x)
                     height: Math.max(42, narrativeLabel.implicitHeight)
                     visible: root.reports.narrativeText.length > 0
@@ -256,7 +265,7 @@ FocusScope {
 
                         x: 26
                         width: parent.width - x
-                        color: root.reports.narrativeText === "Sign in required" ? Theme.t2 : Theme.t1
+                        color: Theme.t1
                         lineHeight: 21
                         text: root.reports.narrativeText
                         wrapMode: Text.Wrap

@@ -29,6 +29,7 @@
 #include "adapters/system/system_random.h"
 #include "adapters/system/system_time_zone.h"
 #include "adapters/system/thread_workers.h"
+#include "ai/assistant.h"
 #include "app/desktop/command_endpoint.h"
 #include "app/desktop/desktop_account.h"
 #include "app/desktop/main_window.h"
@@ -122,6 +123,8 @@ struct DesktopApp::Impl {
     std::unique_ptr<LogServices> services;
     std::unique_ptr<CommandEndpoint> endpoint;
     std::unique_ptr<DesktopAccount> account;
+    std::unique_ptr<AIService> answersOfServer;
+    std::unique_ptr<Assistant> assistant;
 
     XdgLoginStart loginStart;
     PackageUpdateChecker updates{"tolvik", TOLVIK_VERSION};
@@ -162,6 +165,21 @@ void DesktopApp::Impl::compose() {
     AppStore& store = services->store();
     pdf = std::make_unique<LazyPdfWriter>(services->paths().pdfModule());
     account = std::make_unique<DesktopAccount>(*services, clock, workers, loop);
+    answersOfServer = std::make_unique<AIService>(AIService::Ports{.endpoint = services->endpoint(),
+                                                                   .session = services->session(),
+                                                                   .http = services->http(),
+                                                                   .loop = loop,
+                                                                   .clock = clock,
+                                                                   .timeZone = zone});
+    assistant = std::make_unique<Assistant>(
+        Assistant::Ports{.store = store,
+                         .service = *answersOfServer,
+                         .session = services->session(),
+                         .loop = loop,
+                         .clock = clock,
+                         .timeZone = zone,
+                         .firstWeekday = static_cast<int>(QLocale().firstDayOfWeek()) % 7,
+                         .workers = &workers});
     appearance = std::make_unique<PortalAppearance>(rememberedAppearance(values));
     voice = std::make_unique<VoiceStack>(VoiceStack::Ports{.loop = loop,
                                                            .workers = workers,
@@ -203,7 +221,8 @@ void DesktopApp::Impl::compose() {
                   .workers = &workers,
                   .loop = &loop,
                   .pdf = pdf.get(),
-                  .chooseFile = chooseFile},
+                  .chooseFile = chooseFile,
+                  .assistant = assistant.get()},
         appearance.get());
     subscriptions.push_back(notifications.on(Notification::navigateTo, [this](const std::string& page) {
         raiseWindow();

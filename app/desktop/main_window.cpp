@@ -36,10 +36,10 @@ void MainWindow::fitIntoScreen() {
     if (std::exchange(fitted_, true)) {
         return;
     }
-    // The window's frame is unknown before it is shown; a title bar rarely takes more.
-    constexpr int frame = 40;
+    // The window's frame is unknown before it is shown; borders and a title bar rarely take more.
+    constexpr QSize frame(8, 40);
     if (const QScreen* screen = window_->screen()) {
-        const QSize room = screen->availableSize() - QSize(0, frame);
+        const QSize room = screen->availableSize() - frame;
         window_->resize(window_->size().boundedTo(room).expandedTo(window_->minimumSize()));
     }
 }

@@ -4,6 +4,7 @@
 #include <QFontMetricsF>
 #include <QVariantMap>
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "app/models/wording.h"
@@ -41,6 +42,22 @@ double measureLabel(const QString& text) {
 }
 
 }  // namespace
+
+std::span<const RowRole<RibbonSegment>> RibbonSegment::roles() {
+    static constexpr std::array all{
+        rowRole<&RibbonSegment::taskId>("taskId"),
+        rowRole<&RibbonSegment::title>("title"),
+        rowRole<&RibbonSegment::colorIndex>("colorIndex"),
+        rowRole<&RibbonSegment::from>("from"),
+        rowRole<&RibbonSegment::to>("to"),
+        rowRole<&RibbonSegment::length>("lengthText"),
+        rowRole<&RibbonSegment::running>("running"),
+        RowRole<RibbonSegment>{"showsLength", [](const RibbonSegment& row) { return QVariant(row.label.showsLength); }},
+        RowRole<RibbonSegment>{"titleLines",
+                               [](const RibbonSegment& row) { return QVariant(row.label.titleLines.join(u'\n')); }},
+        rowRole<&RibbonSegment::spoken>("spoken")};
+    return all;
+}
 
 double DayRibbonModel::Frame::position(Instant instant) const {
     const auto span = static_cast<double>((end - start).count());
@@ -185,51 +202,6 @@ void DayRibbonModel::update(const AppStore& store, const TimeZone& zone, Instant
         hours_ = std::move(hours);
         Q_EMIT frameChanged();
     }
-}
-
-QVariant DayRibbonModel::data(const QModelIndex& index, int role) const {
-    const RibbonSegment* segment = rowAt(index);
-    if (segment == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case TaskIdRole:
-            return segment->taskId;
-        case TitleRole:
-        case Qt::DisplayRole:
-            return segment->title;
-        case ColorIndexRole:
-            return segment->colorIndex;
-        case FromRole:
-            return segment->from;
-        case ToRole:
-            return segment->to;
-        case LengthRole:
-            return segment->length;
-        case RunningRole:
-            return segment->running;
-        case ShowsLengthRole:
-            return segment->label.showsLength;
-        case TitleLinesRole:
-            return segment->label.titleLines.join(QLatin1Char('\n'));
-        case SpokenRole:
-            return segment->spoken;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> DayRibbonModel::roleNames() const {
-    return {{TaskIdRole, "taskId"},
-            {TitleRole, "title"},
-            {ColorIndexRole, "colorIndex"},
-            {FromRole, "from"},
-            {ToRole, "to"},
-            {LengthRole, "lengthText"},
-            {RunningRole, "running"},
-            {ShowsLengthRole, "showsLength"},
-            {TitleLinesRole, "titleLines"},
-            {SpokenRole, "spoken"}};
 }
 
 }  // namespace tolvik

@@ -25,6 +25,7 @@ struct RibbonSegment {
     RibbonLabel label{};
 
     [[nodiscard]] const QString& key() const { return entryId; }
+    static std::span<const RowRole<RibbonSegment>> roles();
     bool operator==(const RibbonSegment&) const = default;
 };
 
@@ -48,19 +49,6 @@ class DayRibbonModel : public KeyedListModel<RibbonSegment> {
     /// The most lines that any label has.
     Q_PROPERTY(int labelLines READ labelLines NOTIFY labelLinesChanged)
 public:
-    enum Role {
-        TaskIdRole = Qt::UserRole + 1,
-        TitleRole,
-        ColorIndexRole,
-        FromRole,
-        ToRole,
-        LengthRole,
-        RunningRole,
-        ShowsLengthRole,
-        TitleLinesRole,
-        SpokenRole,
-    };
-
     using KeyedListModel::KeyedListModel;
 
     [[nodiscard]] bool wholeDay() const { return wholeDay_; }
@@ -77,9 +65,6 @@ public:
     void update(const AppStore& store, const TimeZone& zone, Instant now);
     /// Whether what was set since the last update asks for another one.
     [[nodiscard]] bool isStale() const { return stale_; }
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
 signals:
     void frameChanged();

@@ -19,8 +19,10 @@ struct DayCell {
     bool future = false;
     /// Belongs to the month that is shown; always true in the strip.
     bool inMonth = true;
+    QString spoken;
 
     [[nodiscard]] int key() const { return day; }
+    static std::span<const RowRole<DayCell>> roles();
     bool operator==(const DayCell&) const = default;
 };
 
@@ -32,18 +34,6 @@ class DayStripModel : public KeyedListModel<DayCell> {
     /// How many days the strip shows.
     Q_PROPERTY(int length READ length WRITE setLength NOTIFY lengthChanged)
 public:
-    enum Role {
-        DayRole = Qt::UserRole + 1,
-        LetterRole,
-        NumberRole,
-        FractionRole,
-        SelectedRole,
-        TodayRole,
-        FutureRole,
-        InMonthRole,
-        SpokenRole,
-    };
-
     using KeyedListModel::KeyedListModel;
     [[nodiscard]] int length() const { return length_; }
     void setLength(int days);
@@ -53,9 +43,6 @@ public:
     /// The six weeks that hold the month of `monthStart`, from the locale's first day of the week.
     void updateMonth(const AppStore& store, DayKey monthStart);
 
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
-
 signals:
     void lengthChanged();
 
@@ -63,7 +50,6 @@ private:
     [[nodiscard]] static std::vector<DayCell> cells(const AppStore& store, DayKey first, DayKey last);
 
     int length_ = 14;
-    DayKey today_;
 };
 
 }  // namespace tolvik

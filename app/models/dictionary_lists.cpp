@@ -1,11 +1,26 @@
 #include "app/models/dictionary_lists.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 
 #include "app/models/wording.h"
 
 namespace tolvik {
+
+std::span<const RowRole<DictTargetRow>> DictTargetRow::roles() {
+    static constexpr std::array all{
+        rowRole<&DictTargetRow::id>("targetId"),           rowRole<&DictTargetRow::name>("name"),
+        rowRole<&DictTargetRow::colorIndex>("colorIndex"), rowRole<&DictTargetRow::count>("count"),
+        rowRole<&DictTargetRow::active>("active"),         rowRole<&DictTargetRow::spoken>("spoken")};
+    return all;
+}
+
+std::span<const RowRole<DictTermRow>> DictTermRow::roles() {
+    static constexpr std::array all{rowRole<&DictTermRow::id>("termId"), rowRole<&DictTermRow::term>("term"),
+                                    rowRole<&DictTermRow::hint>("hint")};
+    return all;
+}
 
 void DictTargetModel::update(const AppStore& store, const DictStorage& dictionary) {
     std::map<std::optional<Identifier>, int> counts;
@@ -44,35 +59,6 @@ void DictTargetModel::update(const AppStore& store, const DictStorage& dictionar
     assign(std::move(next));
 }
 
-QVariant DictTargetModel::data(const QModelIndex& index, int role) const {
-    const DictTargetRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case NameRole:
-        case Qt::DisplayRole:
-            return row->name;
-        case ColorIndexRole:
-            return row->colorIndex;
-        case CountRole:
-            return row->count;
-        case ActiveRole:
-            return row->active;
-        case SpokenRole:
-            return row->spoken;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> DictTargetModel::roleNames() const {
-    return {{IdRole, "targetId"}, {NameRole, "name"},     {ColorIndexRole, "colorIndex"},
-            {CountRole, "count"}, {ActiveRole, "active"}, {SpokenRole, "spoken"}};
-}
-
 void DictTermModel::update(const std::vector<DictEntry>& entries, const std::optional<Identifier>& tagId,
                            const QString& search) {
     const QString wanted = search.trimmed();
@@ -90,28 +76,6 @@ void DictTermModel::update(const std::vector<DictEntry>& entries, const std::opt
         }
     }
     assign(std::move(next));
-}
-
-QVariant DictTermModel::data(const QModelIndex& index, int role) const {
-    const DictTermRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case TermRole:
-        case Qt::DisplayRole:
-            return row->term;
-        case HintRole:
-            return row->hint;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> DictTermModel::roleNames() const {
-    return {{IdRole, "termId"}, {TermRole, "term"}, {HintRole, "hint"}};
 }
 
 }  // namespace tolvik

@@ -20,6 +20,7 @@ struct DictTargetRow {
     QString spoken;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<DictTargetRow>> roles();
     bool operator==(const DictTargetRow&) const = default;
 };
 
@@ -29,13 +30,8 @@ class DictTargetModel : public KeyedListModel<DictTargetRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the dictionary page's model")
 public:
-    enum Role { IdRole = Qt::UserRole + 1, NameRole, ColorIndexRole, CountRole, ActiveRole, SpokenRole };
-
     using KeyedListModel::KeyedListModel;
     void update(const AppStore& store, const DictStorage& dictionary);
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 struct DictTermRow {
@@ -44,6 +40,7 @@ struct DictTermRow {
     QString hint;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<DictTermRow>> roles();
     bool operator==(const DictTermRow&) const = default;
 };
 
@@ -53,14 +50,9 @@ class DictTermModel : public KeyedListModel<DictTermRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the dictionary page's model")
 public:
-    enum Role { IdRole = Qt::UserRole + 1, TermRole, HintRole };
-
     using KeyedListModel::KeyedListModel;
     /// Only terms that hold `search` in themselves or in their hint, whatever the case.
     void update(const std::vector<DictEntry>& entries, const std::optional<Identifier>& tagId, const QString& search);
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 }  // namespace tolvik

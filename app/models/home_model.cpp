@@ -1,6 +1,5 @@
 #include "app/models/home_model.h"
 
-#include <QDate>
 #include <algorithm>
 
 #include "app/models/wording.h"
@@ -18,15 +17,10 @@ Identifier toId(const QString& text) {
     return Identifier(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
 }
 
-DayKey monthOf(DayKey day) {
-    const QDate date = QDate(1970, 1, 1).addDays(day.days);
-    return day.plus(1 - date.day());
-}
-
 }  // namespace
 
 HomeModel::HomeModel(HomePorts ports, QObject* parent)
-    : QObject(parent), ports_(std::move(ports)), monthStart_(monthOf(ports_.store.currentDate())) {
+    : QObject(parent), ports_(std::move(ports)), calendar_(ports_.store) {
     minute_.setSingleShot(true);
     connect(&minute_, &QTimer::timeout, this, &HomeModel::tick);
     connect(&ribbon_, &DayRibbonModel::updateWanted, this, &HomeModel::updateRibbon);
@@ -60,9 +54,7 @@ void HomeModel::update() {
     switches_.update(store, ports_.zone);
     projects_.update(store);
     strip_.update(store);
-    if (monthOpen_) {
-        month_.updateMonth(store, monthStart_);
-    }
+    calendar_.update();
     updateLast();
     shownMinute_ = -1;
     tick();
@@ -396,41 +388,6 @@ void HomeModel::selectDay(int day) {
 
 void HomeModel::goToToday() {
     ports_.store.selectDate(ports_.store.today());
-}
-
-void HomeModel::openMonth() {
-    monthOpen_ = true;
-    monthStart_ = monthOf(ports_.store.currentDate());
-    shiftMonth(0);
-}
-
-void HomeModel::shiftMonth(int months) {
-    const QDate date = QDate(1970, 1, 1).addDays(monthStart_.days).addMonths(months);
-    const DayKey start{static_cast<std::int32_t>(QDate(1970, 1, 1).daysTo(date))};
-    if (start <= ports_.store.today()) {
-        monthStart_ = start;
-        month_.updateMonth(ports_.store, monthStart_);
-        Q_EMIT monthChanged();
-    }
-}
-
-QString HomeModel::monthTitle() const {
-    const QDate date = QDate(1970, 1, 1).addDays(monthStart_.days);
-    return QLocale().standaloneMonthName(date.month()) + u' ' + QString::number(date.year());
-}
-
-bool HomeModel::monthIsPresent() const {
-    return monthStart_ == monthOf(ports_.store.today());
-}
-
-QStringList HomeModel::weekLetters() const {
-    QStringList letters;
-    // 1970-01-04 was a Sunday.
-    const int first = static_cast<int>(QLocale().firstDayOfWeek()) % 7;
-    for (int i = 0; i < 7; ++i) {
-        letters << wording::weekdayLetter(DayKey{3 + first + i});
-    }
-    return letters;
 }
 
 QString HomeModel::deleteQuestion(const QString& title) const {

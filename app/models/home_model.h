@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "app/models/calendar_model.h"
 #include "app/models/day_ribbon_model.h"
 #include "app/models/day_strip_model.h"
 #include "app/models/project_list_model.h"
@@ -58,6 +59,8 @@ class HomeModel : public QObject {
     /// The task that Resume goes back to; empty when there is none.
     Q_PROPERTY(QString resumeTitle READ resumeTitle NOTIFY changed)
 
+    /// The shown day, as a day number.
+    Q_PROPERTY(int shownDay READ shownDay NOTIFY changed)
     Q_PROPERTY(QString dayTitle READ dayTitle NOTIFY changed)
     Q_PROPERTY(QString dateText READ dateText NOTIFY changed)
     /// "5h 10m".
@@ -88,10 +91,7 @@ class HomeModel : public QObject {
     Q_PROPERTY(tolvik::TaskRowsModel* rows READ rows CONSTANT)
     Q_PROPERTY(tolvik::DayRibbonModel* ribbon READ ribbon CONSTANT)
     Q_PROPERTY(tolvik::DayStripModel* strip READ strip CONSTANT)
-    Q_PROPERTY(tolvik::DayStripModel* month READ month CONSTANT)
-    Q_PROPERTY(QString monthTitle READ monthTitle NOTIFY monthChanged)
-    Q_PROPERTY(bool monthIsPresent READ monthIsPresent NOTIFY monthChanged)
-    Q_PROPERTY(QStringList weekLetters READ weekLetters CONSTANT)
+    Q_PROPERTY(tolvik::CalendarModel* calendar READ calendar CONSTANT)
     Q_PROPERTY(tolvik::SwitchLogModel* switches READ switches CONSTANT)
     Q_PROPERTY(tolvik::ProjectListModel* projects READ projects CONSTANT)
 public:
@@ -111,6 +111,7 @@ public:
     [[nodiscard]] QString todayText() const { return todayText_; }
     [[nodiscard]] QString lastText() const { return lastText_; }
     [[nodiscard]] QString resumeTitle() const;
+    [[nodiscard]] int shownDay() const { return ports_.store.currentDate().days; }
     [[nodiscard]] QString dayTitle() const;
     [[nodiscard]] QString dateText() const;
     [[nodiscard]] QString trackedText() const { return trackedText_; }
@@ -130,10 +131,7 @@ public:
     [[nodiscard]] TaskRowsModel* rows() { return &rows_; }
     [[nodiscard]] DayRibbonModel* ribbon() { return &ribbon_; }
     [[nodiscard]] DayStripModel* strip() { return &strip_; }
-    [[nodiscard]] DayStripModel* month() { return &month_; }
-    [[nodiscard]] QString monthTitle() const;
-    [[nodiscard]] bool monthIsPresent() const;
-    [[nodiscard]] QStringList weekLetters() const;
+    [[nodiscard]] CalendarModel* calendar() { return &calendar_; }
     [[nodiscard]] SwitchLogModel* switches() { return &switches_; }
     [[nodiscard]] ProjectListModel* projects() { return &projects_; }
 
@@ -160,9 +158,6 @@ public:
     Q_INVOKABLE void shiftDay(int days);
     Q_INVOKABLE void selectDay(int day);
     Q_INVOKABLE void goToToday();
-    /// Shows the month of the shown day.
-    Q_INVOKABLE void openMonth();
-    Q_INVOKABLE void shiftMonth(int months);
     /// The project of new tasks was chosen elsewhere.
     void projectChosen() { Q_EMIT changed(); }
     /// The question before a deletion.
@@ -172,7 +167,6 @@ signals:
     void liveChanged();
     void changed();
     void ticked();
-    void monthChanged();
     void noticeChanged();
     void toastChanged();
 
@@ -189,11 +183,9 @@ private:
     TaskRowsModel rows_;
     DayRibbonModel ribbon_;
     DayStripModel strip_;
-    DayStripModel month_;
+    CalendarModel calendar_;
     SwitchLogModel switches_;
     ProjectListModel projects_;
-    DayKey monthStart_;
-    bool monthOpen_ = false;
     bool live_ = false;
     QString clockText_;
     QString todayText_;

@@ -2,14 +2,36 @@
 
 #include <QAbstractListModel>
 #include <set>
+#include <span>
 #include <utility>
 #include <vector>
 
 namespace tolvik {
 
+/// What a delegate reads from a row, and under which name.
+template <class Row>
+struct RowRole {
+    const char* name;
+    QVariant (*read)(const Row& row);
+};
+
+template <auto member>
+struct RowMember;
+template <class Row, class Value, Value Row::* member>
+struct RowMember<member> {
+    using Of = Row;
+    static QVariant read(const Row& row) { return QVariant::fromValue(row.*member); }
+};
+
+/// A role that is a member of the row.
+template <auto member>
+constexpr RowRole<typename RowMember<member>::Of> rowRole(const char* name) {
+    return {name, &RowMember<member>::read};
+}
+
 /// A list model whose rows are replaced as a whole and announced as the few changes that they amount to, so that the
-/// view keeps its delegates, its focus and its editors. `Row` has equality and `key()`, which names the same thing
-/// from one assignment to the next; keys need not be unique. Main thread only.
+/// view keeps its delegates, its focus and its editors. `Row` has equality; `key()`, which names the same thing from
+/// one assignment to the next (keys need not be unique); and `roles()`, what delegates read. Main thread only.
 template <class Row>
 class KeyedListModel : public QAbstractListModel {
 public:
@@ -18,15 +40,26 @@ public:
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override {
         return parent.isValid() ? 0 : static_cast<int>(rows_.size());
     }
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
+        const bool known = index.isValid() && index.column() == 0 && index.row() >= 0 &&
+                           static_cast<std::size_t>(index.row()) < rows_.size();
+        const auto all = Row::roles();
+        const auto at = static_cast<std::size_t>(role - kFirstRole);
+        return known && role >= kFirstRole && at < all.size()
+                   ? all[at].read(rows_[static_cast<std::size_t>(index.row())])
+                   : QVariant();
+    }
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override {
+        QHash<int, QByteArray> names;
+        int role = kFirstRole;
+        for (const RowRole<Row>& one : Row::roles()) {
+            names.insert(role++, one.name);
+        }
+        return names;
+    }
     [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
 
 protected:
-    [[nodiscard]] const Row* rowAt(const QModelIndex& index) const {
-        const bool known = index.isValid() && index.column() == 0 && index.row() >= 0 &&
-                           static_cast<std::size_t>(index.row()) < rows_.size();
-        return known ? &rows_[static_cast<std::size_t>(index.row())] : nullptr;
-    }
-
     /// Rows that go and rows that come are announced in stretches, so that long lists stay cheap.
     void assign(std::vector<Row> next) {
         dropMissing(next);
@@ -52,6 +85,8 @@ protected:
     }
 
 private:
+    static constexpr int kFirstRole = Qt::UserRole + 1;
+
     using Key = std::decay_t<decltype(std::declval<const Row&>().key())>;
 
     void dropMissing(const std::vector<Row>& next) {

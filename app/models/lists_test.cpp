@@ -16,17 +16,29 @@ struct Row {
     int value = 0;
 
     [[nodiscard]] int key() const { return id; }
+    static std::span<const RowRole<Row>> roles() {
+        static constexpr std::array all{
+            rowRole<&Row::value>("value"),
+            RowRole<Row>{"sign", [](const Row& row) { return QVariant(row.value < 0 ? "-" : "+"); }}};
+        return all;
+    }
     bool operator==(const Row&) const = default;
 };
 
 class Rows final : public KeyedListModel<Row> {
 public:
     using KeyedListModel::assign;
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
-        const Row* row = rowAt(index);
-        return row != nullptr && role == Qt::DisplayRole ? QVariant(row->value) : QVariant();
-    }
 };
+
+TEST(KeyedListModel, DelegatesReadByName) {
+    Rows rows;
+    rows.assign({{1, -10}});
+    const auto read = [&](int row, const char* name) {
+        return rows.data(rows.index(row), rows.roleNames().key(name, Qt::DisplayRole)).toString();
+    };
+    EXPECT_EQ(read(0, "value") + read(0, "sign"), QStringLiteral("-10-"));
+    EXPECT_EQ(read(0, "other") + read(1, "value"), QString());
+}
 
 TEST(KeyedListModel, AnyReplacementIsAnnouncedAsItHappens) {
     Rows rows;

@@ -1,10 +1,17 @@
 #include "app/models/project_list_model.h"
 
 #include <algorithm>
+#include <array>
 
 #include "app/models/wording.h"
 
 namespace tolvik {
+
+std::span<const RowRole<ProjectRow>> ProjectRow::roles() {
+    static constexpr std::array all{rowRole<&ProjectRow::id>("projectId"), rowRole<&ProjectRow::name>("name"),
+                                    rowRole<&ProjectRow::colorIndex>("colorIndex")};
+    return all;
+}
 
 void ProjectListModel::update(const AppStore& store) {
     std::vector<ProjectRow> next;
@@ -17,28 +24,6 @@ void ProjectListModel::update(const AppStore& store) {
     std::ranges::stable_sort(
         next, [](const ProjectRow& a, const ProjectRow& b) { return QString::localeAwareCompare(a.name, b.name) < 0; });
     assign(std::move(next));
-}
-
-QVariant ProjectListModel::data(const QModelIndex& index, int role) const {
-    const ProjectRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case NameRole:
-        case Qt::DisplayRole:
-            return row->name;
-        case ColorIndexRole:
-            return row->colorIndex;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> ProjectListModel::roleNames() const {
-    return {{IdRole, "projectId"}, {NameRole, "name"}, {ColorIndexRole, "colorIndex"}};
 }
 
 }  // namespace tolvik

@@ -14,6 +14,7 @@ struct ProjectRow {
     int colorIndex = 0;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<ProjectRow>> roles();
     bool operator==(const ProjectRow&) const = default;
 };
 
@@ -23,13 +24,8 @@ class ProjectListModel : public KeyedListModel<ProjectRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the home page's model")
 public:
-    enum Role { IdRole = Qt::UserRole + 1, NameRole, ColorIndexRole };
-
     using KeyedListModel::KeyedListModel;
     void update(const AppStore& store);
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 }  // namespace tolvik

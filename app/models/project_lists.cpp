@@ -1,71 +1,25 @@
 #include "app/models/project_lists.h"
 
+#include <array>
+
 namespace tolvik {
 
-QVariant ProjectPageModel::data(const QModelIndex& index, int role) const {
-    const ProjectPageRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case NameRole:
-        case Qt::DisplayRole:
-            return row->name;
-        case ColorIndexRole:
-            return row->colorIndex;
-        case CurrentRole:
-            return row->current;
-        case DetailRole:
-            return row->detail;
-        case WeeksRole:
-            return row->weeks;
-        case WeekTextRole:
-            return row->weekText;
-        case TotalTextRole:
-            return row->totalText;
-        case SpokenRole:
-            return row->spoken;
-        default:
-            return {};
-    }
+std::span<const RowRole<ProjectPageRow>> ProjectPageRow::roles() {
+    static constexpr std::array all{
+        rowRole<&ProjectPageRow::id>("projectId"),          rowRole<&ProjectPageRow::name>("name"),
+        rowRole<&ProjectPageRow::colorIndex>("colorIndex"), rowRole<&ProjectPageRow::current>("current"),
+        rowRole<&ProjectPageRow::detail>("detail"),         rowRole<&ProjectPageRow::weeks>("weeks"),
+        rowRole<&ProjectPageRow::weekText>("weekText"),     rowRole<&ProjectPageRow::totalText>("totalText"),
+        rowRole<&ProjectPageRow::spoken>("spoken")};
+    return all;
 }
 
-QHash<int, QByteArray> ProjectPageModel::roleNames() const {
-    return {{IdRole, "projectId"},      {NameRole, "name"},           {ColorIndexRole, "colorIndex"},
-            {CurrentRole, "current"},   {DetailRole, "detail"},       {WeeksRole, "weeks"},
-            {WeekTextRole, "weekText"}, {TotalTextRole, "totalText"}, {SpokenRole, "spoken"}};
-}
-
-QVariant ProjectTaskModel::data(const QModelIndex& index, int role) const {
-    const ProjectTaskRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case TitleRole:
-        case Qt::DisplayRole:
-            return row->title;
-        case ColorIndexRole:
-            return row->colorIndex;
-        case LengthTextRole:
-            return row->lengthText;
-        case SpokenRole:
-            return row->spoken;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> ProjectTaskModel::roleNames() const {
-    return {{IdRole, "taskId"},
-            {TitleRole, "title"},
-            {ColorIndexRole, "colorIndex"},
-            {LengthTextRole, "lengthText"},
-            {SpokenRole, "spoken"}};
+std::span<const RowRole<ProjectTaskRow>> ProjectTaskRow::roles() {
+    static constexpr std::array all{rowRole<&ProjectTaskRow::id>("taskId"), rowRole<&ProjectTaskRow::title>("title"),
+                                    rowRole<&ProjectTaskRow::colorIndex>("colorIndex"),
+                                    rowRole<&ProjectTaskRow::lengthText>("lengthText"),
+                                    rowRole<&ProjectTaskRow::spoken>("spoken")};
+    return all;
 }
 
 }  // namespace tolvik

@@ -23,6 +23,7 @@ struct ProjectPageRow {
     QString spoken;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<ProjectPageRow>> roles();
     bool operator==(const ProjectPageRow&) const = default;
 };
 
@@ -32,23 +33,8 @@ class ProjectPageModel : public KeyedListModel<ProjectPageRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the projects page's model")
 public:
-    enum Role {
-        IdRole = Qt::UserRole + 1,
-        NameRole,
-        ColorIndexRole,
-        CurrentRole,
-        DetailRole,
-        WeeksRole,
-        WeekTextRole,
-        TotalTextRole,
-        SpokenRole
-    };
-
     using KeyedListModel::KeyedListModel;
     void update(std::vector<ProjectPageRow> rows) { assign(std::move(rows)); }
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 struct ProjectTaskRow {
@@ -59,6 +45,7 @@ struct ProjectTaskRow {
     QString spoken;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<ProjectTaskRow>> roles();
     bool operator==(const ProjectTaskRow&) const = default;
 };
 
@@ -68,13 +55,8 @@ class ProjectTaskModel : public KeyedListModel<ProjectTaskRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the projects page's model")
 public:
-    enum Role { IdRole = Qt::UserRole + 1, TitleRole, ColorIndexRole, LengthTextRole, SpokenRole };
-
     using KeyedListModel::KeyedListModel;
     void update(std::vector<ProjectTaskRow> rows) { assign(std::move(rows)); }
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 }  // namespace tolvik

@@ -28,6 +28,7 @@ struct ReportBarRow {
     QString details;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<ReportBarRow>> roles();
     bool operator==(const ReportBarRow&) const = default;
 };
 
@@ -36,21 +37,8 @@ class ReportBarModel : public KeyedListModel<ReportBarRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the reports page's model")
 public:
-    enum Role {
-        LabelRole = Qt::UserRole + 1,
-        TotalTextRole,
-        FractionRole,
-        SegmentsRole,
-        HighestRole,
-        LastRole,
-        DayRole,
-        SpokenRole,
-        DetailsRole
-    };
     using KeyedListModel::KeyedListModel;
     void update(std::vector<ReportBarRow> rows) { assign(std::move(rows)); }
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 /// A project or a task with its share of the report.
@@ -70,6 +58,7 @@ struct ReportShareRow {
     QString spoken;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<ReportShareRow>> roles();
     bool operator==(const ReportShareRow&) const = default;
 };
 
@@ -78,22 +67,8 @@ class ReportShareModel : public KeyedListModel<ReportShareRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the reports page's model")
 public:
-    enum Role {
-        IdRole = Qt::UserRole + 1,
-        NameRole,
-        ColorIndexRole,
-        LengthTextRole,
-        PercentTextRole,
-        ShareRole,
-        InLastBarRole,
-        ProjectRole,
-        ProjectColorRole,
-        SpokenRole
-    };
     using KeyedListModel::KeyedListModel;
     void update(std::vector<ReportShareRow> rows) { assign(std::move(rows)); }
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 }  // namespace tolvik

@@ -48,7 +48,8 @@ ReportsModel::ReportsModel(ReportsPorts ports, QObject* parent)
                  .loop = ports_.loop,
                  .pdf = ports_.pdf},
                 this),
-      custom_{ports_.store.today().plus(-6), ports_.store.today()} {
+      custom_{ports_.store.today().plus(-6), ports_.store.today()},
+      calendar_(ports_.store) {
     minute_.setInterval(kMinuteMs);
     connect(&minute_, &QTimer::timeout, this, &ReportsModel::update);
     connect(&exporter_, &ReportExporter::changed, this, &ReportsModel::exportChanged);
@@ -68,6 +69,10 @@ void ReportsModel::setLive(bool live) {
     }
     live_ = live;
     if (live) {
+        if (narrative_.isEmpty()) {
+            // What failed is tried again when somebody comes back.
+            told_.reset();
+        }
         minute_.start();
         update();
     } else {
@@ -93,12 +98,14 @@ void ReportsModel::update() {
                                     .days = days(),
                                     .filter = filter_,
                                     .firstWeekday = static_cast<int>(QLocale().firstDayOfWeek()) % 7});
-    if (next != report_) {
+    const bool isNew = next != report_;
+    if (isNew) {
         report_ = next;
         updateBars();
         updateShares();
+        calendar_.update();
     }
-    updateNarrative();
+    updateNarrative(isNew);
     Q_EMIT changed();
 }
 
@@ -184,6 +191,10 @@ void ReportsModel::updateShares() {
     std::vector<ReportShareRow> projects;
     for (std::size_t i = 0; i < report_->byTag.size(); ++i) {
         const TagTotal& tag = report_->byTag[i];
+        if (tag.totalMs == 0 && i > 0) {
+            // The rest has no time either: the largest come first.
+            break;
+        }
         projects.push_back(
             row(tagKey(tag), tag.tagName, tag.colorIndex, tag.totalMs, tag.percent, report_->byTag.front().totalMs));
         projects.back().inLastBar = !filtered && lastHas(i);
@@ -191,6 +202,9 @@ void ReportsModel::updateShares() {
     projects_.update(std::move(projects));
     std::vector<ReportShareRow> tasks;
     for (const TaskTotal& task : report_->byTask) {
+        if (task.totalMs == 0 && !tasks.empty()) {
+            break;
+        }
         tasks.push_back(row(wording::fromUtf8(task.taskId.text()), task.title, task.colorIndex, task.totalMs,
                             task.percent, report_->byTask.front().totalMs));
         const TagModel* tag = task.tagId ? ports_.store.tagById(*task.tagId) : nullptr;
@@ -202,28 +216,31 @@ void ReportsModel::updateShares() {
     tasks_.update(std::move(tasks));
 }
 
-void ReportsModel::updateNarrative() {
-    const bool signedIn = ports_.isSignedIn && ports_.isSignedIn();
-    if (!signedIn || !ports_.narrative) {
-        narrativeDays_.reset();
-        const QString next = signedIn ? QString() : QStringLiteral("Sign in required");
-        if (std::exchange(narrative_, next) != next) {
-            Q_EMIT narrativeChanged();
-        }
+void ReportsModel::updateNarrative(bool isNew) {
+    if (!ports_.narrative) {
         return;
     }
-    if (narrativeDays_ == days()) {
+    const Told next{days(), ports_.isSignedIn && ports_.isSignedIn()};
+    if (told_ == next && (next.byServer || !isNew)) {
         return;
     }
-    narrativeDays_ = days();
-    narrative_.clear();
-    Q_EMIT narrativeChanged();
-    ports_.narrative(days(), [model = QPointer(this), asked = days()](const std::optional<std::string>& words) {
-        if (model && model->narrativeDays_ == asked && words) {
+    if (told_ != next) {
+        narrative_.clear();
+        Q_EMIT narrativeChanged();
+    }
+    told_ = next;
+    ports_.narrative(next.days, [model = QPointer(this), next](const std::optional<std::string>& words) {
+        if (model && model->told_ == next && words) {
             model->narrative_ = wording::fromUtf8(*words);
             Q_EMIT model->narrativeChanged();
         }
     });
+}
+
+void ReportsModel::accountChanged() {
+    if (live_ && report_) {
+        updateNarrative(false);
+    }
 }
 
 QString ReportsModel::range() const {
@@ -258,6 +275,18 @@ bool ReportsModel::setDays(const QString& first, const QString& last) {
     range_ = ReportRange::custom;
     update();
     return true;
+}
+
+void ReportsModel::pickFirst(int day) {
+    custom_ = {DayKey{day}, std::max(DayKey{day}, days().last)};
+    range_ = ReportRange::custom;
+    update();
+}
+
+void ReportsModel::pickLast(int day) {
+    custom_ = {std::min(DayKey{day}, days().first), DayKey{day}};
+    range_ = ReportRange::custom;
+    update();
 }
 
 QString ReportsModel::filterId() const {

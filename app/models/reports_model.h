@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <functional>
 
+#include "app/models/calendar_model.h"
 #include "app/models/report_exporter.h"
 #include "app/models/report_lists.h"
 #include "app/models/toast_model.h"
@@ -24,9 +25,10 @@ struct ReportsPorts {
     PdfWriter* pdf = nullptr;
     /// Asks the user where to save; `done` is called with the file's path, or never. Empty where nobody can be asked.
     std::function<void(const QString& suggested, const QString& filter, std::function<void(QString)> done)> chooseFile;
-    /// Words about a range from the server; none when it gave none. May be empty.
+    /// Words about a range; none when there are none. May be empty.
     std::function<void(DaySpan days, std::function<void(std::optional<std::string>)> done)> narrative;
-    /// Empty stands for signed out.
+    /// Whether those come from the server, which is asked once for a range; else they follow the log. Empty stands for
+    /// signed out.
     std::function<bool()> isSignedIn;
 };
 
@@ -42,6 +44,11 @@ class ReportsModel : public QObject {
     /// The days of the custom range, as "2026-11-19".
     Q_PROPERTY(QString firstDay READ firstDay NOTIFY changed)
     Q_PROPERTY(QString lastDay READ lastDay NOTIFY changed)
+    /// The same as day numbers, and the present day's.
+    Q_PROPERTY(int firstNumber READ firstNumber NOTIFY changed)
+    Q_PROPERTY(int lastNumber READ lastNumber NOTIFY changed)
+    Q_PROPERTY(int today READ today NOTIFY changed)
+    Q_PROPERTY(tolvik::CalendarModel* calendar READ calendar CONSTANT)
     /// "all", "unassigned" or a project's id.
     Q_PROPERTY(QString filterId READ filterId WRITE setFilterId NOTIFY changed)
     Q_PROPERTY(QString filterText READ filterText NOTIFY changed)
@@ -60,7 +67,7 @@ class ReportsModel : public QObject {
     Q_PROPERTY(tolvik::ReportBarModel* bars READ bars CONSTANT)
     Q_PROPERTY(tolvik::ReportShareModel* projects READ projects CONSTANT)
     Q_PROPERTY(tolvik::ReportShareModel* tasks READ tasks CONSTANT)
-    /// The words about the range, "Sign in required", or empty.
+    /// The words about the range; empty while there are none.
     Q_PROPERTY(QString narrativeText READ narrativeText NOTIFY narrativeChanged)
     Q_PROPERTY(bool exporting READ exporting NOTIFY exportChanged)
     Q_PROPERTY(int exportPercent READ exportPercent NOTIFY exportChanged)
@@ -74,6 +81,10 @@ public:
     void setRange(const QString& name);
     [[nodiscard]] QString firstDay() const;
     [[nodiscard]] QString lastDay() const;
+    [[nodiscard]] int firstNumber() const { return days().first.days; }
+    [[nodiscard]] int lastNumber() const { return days().last.days; }
+    [[nodiscard]] int today() const { return ports_.store.today().days; }
+    [[nodiscard]] CalendarModel* calendar() { return &calendar_; }
     [[nodiscard]] QString filterId() const;
     void setFilterId(const QString& id);
     [[nodiscard]] QString filterText() const;
@@ -98,12 +109,17 @@ public:
 
     /// Chooses a custom range by its days ("2026-11-19"). False when one is no day or the last is before the first.
     Q_INVOKABLE bool setDays(const QString& first, const QString& last);
+    /// Chooses the first or the last day of the custom range; the other one gives way.
+    Q_INVOKABLE void pickFirst(int day);
+    Q_INVOKABLE void pickLast(int day);
     /// Shows a bar's first day, or the last day of the range on which a task ran, on the home page.
     Q_INVOKABLE void showDay(int day);
     Q_INVOKABLE void showTask(const QString& taskId);
     /// Asks for a file and writes to it: "csv", "json" or "pdf".
     Q_INVOKABLE void exportAs(const QString& format);
     Q_INVOKABLE void cancelExport() { exporter_.cancel(); }
+    /// Somebody signed in or out: the words about the range come from elsewhere now.
+    void accountChanged();
 
 signals:
     void liveChanged();
@@ -117,7 +133,8 @@ private:
     void update();
     void updateBars();
     void updateShares();
-    void updateNarrative();
+    /// `isNew`: the figures are others than before.
+    void updateNarrative(bool isNew);
     [[nodiscard]] DaySpan days() const;
     [[nodiscard]] std::int64_t highest() const;
     [[nodiscard]] std::int64_t axisStep() const;
@@ -133,8 +150,15 @@ private:
     ReportBarModel bars_;
     ReportShareModel projects_;
     ReportShareModel tasks_;
+    CalendarModel calendar_;
     QString narrative_;
-    std::optional<DaySpan> narrativeDays_;
+    struct Told {
+        DaySpan days;
+        bool byServer = false;
+        bool operator==(const Told&) const = default;
+    };
+    /// What the words are about, or will be.
+    std::optional<Told> told_;
     bool live_ = false;
     QTimer minute_;
     Subscription storeSubscription_;

@@ -1,11 +1,19 @@
 #include "app/models/switch_log_model.h"
 
 #include <algorithm>
+#include <array>
 #include <ranges>
 
 #include "app/models/wording.h"
 
 namespace tolvik {
+
+std::span<const RowRole<SwitchRow>> SwitchRow::roles() {
+    static constexpr std::array all{rowRole<&SwitchRow::id>("logId"), rowRole<&SwitchRow::taskId>("taskId"),
+                                    rowRole<&SwitchRow::time>("time"), rowRole<&SwitchRow::title>("title"),
+                                    rowRole<&SwitchRow::reason>("reason")};
+    return all;
+}
 
 void SwitchLogModel::update(const AppStore& store, const TimeZone& zone) {
     std::vector<const SwitchLog*> logs;
@@ -28,33 +36,6 @@ void SwitchLogModel::update(const AppStore& store, const TimeZone& zone) {
                         .reason = log->reason ? wording::fromUtf8(*log->reason) : QString()});
     }
     assign(std::move(next));
-}
-
-QVariant SwitchLogModel::data(const QModelIndex& index, int role) const {
-    const SwitchRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case TaskIdRole:
-            return row->taskId;
-        case TimeRole:
-            return row->time;
-        case TitleRole:
-        case Qt::DisplayRole:
-            return row->title;
-        case ReasonRole:
-            return row->reason;
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> SwitchLogModel::roleNames() const {
-    return {
-        {IdRole, "logId"}, {TaskIdRole, "taskId"}, {TimeRole, "time"}, {TitleRole, "title"}, {ReasonRole, "reason"}};
 }
 
 int SwitchLogModel::latestInto(const QString& taskId) const {

@@ -17,6 +17,7 @@ struct SwitchRow {
     QString reason;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<SwitchRow>> roles();
     bool operator==(const SwitchRow&) const = default;
 };
 
@@ -26,13 +27,8 @@ class SwitchLogModel : public KeyedListModel<SwitchRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the home page's model")
 public:
-    enum Role { IdRole = Qt::UserRole + 1, TaskIdRole, TimeRole, TitleRole, ReasonRole };
-
     using KeyedListModel::KeyedListModel;
     void update(const AppStore& store, const TimeZone& zone);
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
     /// The row of the latest switch into the task; -1 when there is none.
     Q_INVOKABLE [[nodiscard]] int latestInto(const QString& taskId) const;

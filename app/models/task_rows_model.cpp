@@ -2,6 +2,7 @@
 
 #include <QStringList>
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "app/models/wording.h"
@@ -12,7 +13,7 @@ namespace {
 // A bar is at most a few hundred pixels long; finer steps would only repaint it for nothing.
 constexpr double kShareSteps = 256;
 
-QString spoken(const TaskRow& row) {
+QString spokenOf(const TaskRow& row) {
     QStringList parts{row.title};
     parts << (row.project.isEmpty() ? QStringLiteral("no project") : row.project);
     parts << (row.totalMs > 0 ? wording::spokenLength(row.totalMs) : QStringLiteral("no time yet"));
@@ -26,6 +27,21 @@ QString spoken(const TaskRow& row) {
 }
 
 }  // namespace
+
+std::span<const RowRole<TaskRow>> TaskRow::roles() {
+    static constexpr std::array all{
+        rowRole<&TaskRow::id>("taskId"),
+        rowRole<&TaskRow::title>("title"),
+        rowRole<&TaskRow::colorIndex>("colorIndex"),
+        rowRole<&TaskRow::project>("project"),
+        rowRole<&TaskRow::projectColor>("projectColor"),
+        RowRole<TaskRow>{"lengthText", [](const TaskRow& row) { return QVariant(wording::lengthOrDash(row.totalMs)); }},
+        rowRole<&TaskRow::share>("share"),
+        rowRole<&TaskRow::running>("running"),
+        rowRole<&TaskRow::done>("done"),
+        RowRole<TaskRow>{"spoken", [](const TaskRow& row) { return QVariant(spokenOf(row)); }}};
+    return all;
+}
 
 void TaskRowsModel::update(const AppStore& store) {
     std::vector<TaskRow> next;
@@ -50,51 +66,6 @@ void TaskRowsModel::update(const AppStore& store) {
         return a.running != b.running ? a.running : a.totalMs > b.totalMs;
     });
     assign(std::move(next));
-}
-
-QVariant TaskRowsModel::data(const QModelIndex& index, int role) const {
-    const TaskRow* row = rowAt(index);
-    if (row == nullptr) {
-        return {};
-    }
-    switch (role) {
-        case IdRole:
-            return row->id;
-        case TitleRole:
-        case Qt::DisplayRole:
-            return row->title;
-        case ColorIndexRole:
-            return row->colorIndex;
-        case ProjectRole:
-            return row->project;
-        case ProjectColorRole:
-            return row->projectColor;
-        case LengthRole:
-            return wording::lengthOrDash(row->totalMs);
-        case ShareRole:
-            return row->share;
-        case RunningRole:
-            return row->running;
-        case DoneRole:
-            return row->done;
-        case SpokenRole:
-            return spoken(*row);
-        default:
-            return {};
-    }
-}
-
-QHash<int, QByteArray> TaskRowsModel::roleNames() const {
-    return {{IdRole, "taskId"},
-            {TitleRole, "title"},
-            {ColorIndexRole, "colorIndex"},
-            {ProjectRole, "project"},
-            {ProjectColorRole, "projectColor"},
-            {LengthRole, "lengthText"},
-            {ShareRole, "share"},
-            {RunningRole, "running"},
-            {DoneRole, "done"},
-            {SpokenRole, "spoken"}};
 }
 
 }  // namespace tolvik

@@ -21,6 +21,7 @@ struct TaskRow {
     bool done = false;
 
     [[nodiscard]] const QString& key() const { return id; }
+    static std::span<const RowRole<TaskRow>> roles();
     bool operator==(const TaskRow&) const = default;
 };
 
@@ -30,24 +31,8 @@ class TaskRowsModel : public KeyedListModel<TaskRow> {
     QML_ELEMENT
     QML_UNCREATABLE("Belongs to the home page's model")
 public:
-    enum Role {
-        IdRole = Qt::UserRole + 1,
-        TitleRole,
-        ColorIndexRole,
-        ProjectRole,
-        ProjectColorRole,
-        LengthRole,
-        ShareRole,
-        RunningRole,
-        DoneRole,
-        SpokenRole,
-    };
-
     using KeyedListModel::KeyedListModel;
     void update(const AppStore& store);
-
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 };
 
 }  // namespace tolvik

@@ -19,6 +19,16 @@ WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages
         dictionary_ = std::make_unique<DictionaryModel>(*pages.dictionary, store, toast_);
         projectSubscription_ = pages.dictionary->onChanged([this] { home_.projectChosen(); });
     }
+    std::function<void(DaySpan, std::function<void(std::optional<std::string>)>)> narrative;
+    if (pages.assistant != nullptr) {
+        narrative = [assistant = pages.assistant](DaySpan days, std::function<void(std::optional<std::string>)> done) {
+            assistant->narrative(days, std::move(done));
+        };
+        assistant_ = std::make_unique<AssistantModel>(*pages.assistant, store, home.zone);
+        summary_ = std::make_unique<SummaryModel>(*pages.assistant, store, [this] { return account_.signedIn(); });
+        connect(assistant_.get(), &AssistantModel::homeWanted, this, [this] { showPage(QStringLiteral("home")); });
+        connect(&account_, &AccountModel::changed, summary_.get(), &SummaryModel::accountChanged);
+    }
     if (pages.workers != nullptr && pages.loop != nullptr) {
         reports_ = std::make_unique<ReportsModel>(ReportsPorts{.store = store,
                                                                .clock = home.clock,
@@ -28,9 +38,10 @@ WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages
                                                                .toast = toast_,
                                                                .pdf = pages.pdf,
                                                                .chooseFile = pages.chooseFile,
-                                                               .narrative = pages.narrative,
+                                                               .narrative = narrative,
                                                                .isSignedIn = [this] { return account_.signedIn(); }});
         connect(reports_.get(), &ReportsModel::homeWanted, this, [this] { showPage(QStringLiteral("home")); });
+        connect(&account_, &AccountModel::changed, reports_.get(), &ReportsModel::accountChanged);
     }
     const auto colorOf = [&store](const Identifier& id) {
         const TaskModel* task = store.taskById(id);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "app/models/account_model.h"
+#include "app/models/assistant_model.h"
 #include "app/models/dictionary_model.h"
 #include "app/models/home_model.h"
 #include "app/models/looks_model.h"
@@ -13,6 +14,7 @@
 #include "app/models/projects_model.h"
 #include "app/models/reports_model.h"
 #include "app/models/settings_model.h"
+#include "app/models/summary_model.h"
 #include "app/models/toast_model.h"
 
 namespace tolvik {
@@ -30,8 +32,8 @@ struct PagePorts {
     /// Asks the user where to save a file, see `ReportsPorts`.
     std::function<void(const QString& suggested, const QString& filter, std::function<void(QString)> done)> chooseFile =
         {};
-    /// Words about a range, see `ReportsPorts`.
-    std::function<void(DaySpan days, std::function<void(std::optional<std::string>)> done)> narrative = {};
+    /// Answers questions and finds words for days and ranges.
+    Assistant* assistant = nullptr;
 };
 
 /// Everything that the main window and the pill show. The composition makes one; it outlives both windows. Main thread
@@ -49,6 +51,9 @@ class WindowModel : public QObject {
     Q_PROPERTY(tolvik::ProjectsModel* projects READ projects CONSTANT)
     Q_PROPERTY(tolvik::DictionaryModel* dictionary READ dictionary CONSTANT)
     Q_PROPERTY(tolvik::ReportsModel* reports READ reports CONSTANT)
+    /// Null where nobody answers.
+    Q_PROPERTY(tolvik::AssistantModel* assistant READ assistant CONSTANT)
+    Q_PROPERTY(tolvik::SummaryModel* summary READ summary CONSTANT)
     /// What was done on a page other than Home.
     Q_PROPERTY(tolvik::ToastModel* toast READ toast CONSTANT)
 public:
@@ -64,6 +69,8 @@ public:
     [[nodiscard]] ProjectsModel* projects() { return projects_.get(); }
     [[nodiscard]] DictionaryModel* dictionary() { return dictionary_.get(); }
     [[nodiscard]] ReportsModel* reports() { return reports_.get(); }
+    [[nodiscard]] AssistantModel* assistant() { return assistant_.get(); }
+    [[nodiscard]] SummaryModel* summary() { return summary_.get(); }
     [[nodiscard]] ToastModel* toast() { return &toast_; }
 
     /// Starts listening, or ends and processes.
@@ -89,6 +96,8 @@ private:
     std::unique_ptr<ProjectsModel> projects_;
     std::unique_ptr<DictionaryModel> dictionary_;
     std::unique_ptr<ReportsModel> reports_;
+    std::unique_ptr<AssistantModel> assistant_;
+    std::unique_ptr<SummaryModel> summary_;
     Subscription projectSubscription_;
 };
 

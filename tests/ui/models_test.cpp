@@ -9,8 +9,8 @@ namespace {
 
 constexpr const char* kCheckout = "Checkout: retry failed payments";
 
-QVariant cell(const QAbstractItemModel& model, int row, int role) {
-    return model.data(model.index(row, 0), role);
+QVariant cell(const QAbstractItemModel& model, int row, const char* role) {
+    return model.data(model.index(row, 0), model.roleNames().key(role));
 }
 
 class ModelsTest : public testing::Test {
@@ -19,7 +19,7 @@ protected:
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
         for (QAbstractItemModel* model :
              {static_cast<QAbstractItemModel*>(home.rows()), static_cast<QAbstractItemModel*>(home.ribbon()),
-              static_cast<QAbstractItemModel*>(home.strip()), static_cast<QAbstractItemModel*>(home.month()),
+              static_cast<QAbstractItemModel*>(home.strip()), static_cast<QAbstractItemModel*>(home.calendar()->days()),
               static_cast<QAbstractItemModel*>(home.switches()), static_cast<QAbstractItemModel*>(home.projects())}) {
             new QAbstractItemModelTester(model, QAbstractItemModelTester::FailureReportingMode::Fatal, model);
         }
@@ -30,7 +30,7 @@ protected:
     [[nodiscard]] QStringList titles() const {
         QStringList list;
         for (int row = 0; row < home.rows()->rowCount(); ++row) {
-            list << cell(*home.rows(), row, TaskRowsModel::TitleRole).toString();
+            list << cell(*home.rows(), row, "title").toString();
         }
         return list;
     }
@@ -51,9 +51,9 @@ TEST_F(ModelsTest, HomeTellsWhatRunsAndHowTheDayWent) {
     EXPECT_EQ(home.dateText(), QStringLiteral("Thursday 19 November"));
     EXPECT_EQ(titles().first(), QString::fromLatin1(kCheckout));
     EXPECT_EQ(titles().last(), QStringLiteral("Book the train to Turku"));
-    EXPECT_EQ(cell(*home.rows(), 0, TaskRowsModel::SpokenRole).toString(),
+    EXPECT_EQ(cell(*home.rows(), 0, "spoken").toString(),
               QStringLiteral("Checkout: retry failed payments, Harbour, 3 hours 11 minutes, running"));
-    EXPECT_EQ(cell(*home.rows(), 0, TaskRowsModel::ShareRole).toDouble(), 1.0);
+    EXPECT_EQ(cell(*home.rows(), 0, "share").toDouble(), 1.0);
 }
 
 TEST_F(ModelsTest, TheClockRunsOnlyWhileSomebodyLooks) {
@@ -119,8 +119,8 @@ TEST_F(ModelsTest, TheFilterHidesEvenTheRunningTask) {
     EXPECT_FALSE(home.empty());
     const QString studio = [&] {
         for (int row = 0; row < home.projects()->rowCount(); ++row) {
-            if (cell(*home.projects(), row, ProjectListModel::NameRole) == QStringLiteral("Studio")) {
-                return cell(*home.projects(), row, ProjectListModel::IdRole).toString();
+            if (cell(*home.projects(), row, "name") == QStringLiteral("Studio")) {
+                return cell(*home.projects(), row, "projectId").toString();
             }
         }
         return QString();
@@ -136,9 +136,9 @@ TEST_F(ModelsTest, ProjectsAreGivenMadeAndTakenAway) {
     const QString train = id("Book the train to Turku");
     home.setNewProject(train, QStringLiteral("Travel"));
     const int row = static_cast<int>(titles().indexOf(QStringLiteral("Book the train to Turku")));
-    EXPECT_EQ(cell(*home.rows(), row, TaskRowsModel::ProjectRole), QStringLiteral("Travel"));
+    EXPECT_EQ(cell(*home.rows(), row, "project"), QStringLiteral("Travel"));
     home.setProject(train, {});
-    EXPECT_EQ(cell(*home.rows(), row, TaskRowsModel::ProjectRole), QString());
+    EXPECT_EQ(cell(*home.rows(), row, "project"), QString());
     EXPECT_FALSE(sample.store->taskById(sample.task("Book the train to Turku"))->tagId);
 }
 
@@ -152,8 +152,8 @@ TEST_F(ModelsTest, TheRibbonSpansTenHoursFromTheFirstEntry) {
     EXPECT_EQ(ribbon.hours().size(), 11);
     EXPECT_NEAR(ribbon.now(), 6.9 / 10, 0.001);
     EXPECT_EQ(ribbon.nowText(), QStringLiteral("14:54"));
-    EXPECT_NEAR(cell(ribbon, 0, DayRibbonModel::FromRole).toDouble(), 52.0 / 600, 0.001);
-    EXPECT_EQ(cell(ribbon, 0, DayRibbonModel::SpokenRole).toString(),
+    EXPECT_NEAR(cell(ribbon, 0, "from").toDouble(), 52.0 / 600, 0.001);
+    EXPECT_EQ(cell(ribbon, 0, "spoken").toString(),
               QStringLiteral("Inbox and planning, from 08:52 to 09:31, 39 minutes"));
 
     ribbon.setWholeDay(true);
@@ -174,39 +174,40 @@ TEST_F(ModelsTest, ADayOfTwentyFiveHoursIsShownAsLongAsItIs) {
     autumn.window->home()->ribbon()->setWholeDay(true);
     // Six hours on the clock are seven in truth, of which one was not worked.
     EXPECT_EQ(autumn.window->home()->clockText(), QStringLiteral("6:00:00"));
-    EXPECT_NEAR(cell(*autumn.window->home()->ribbon(), 0, DayRibbonModel::ToRole).toDouble(), 7.0 / 25, 0.001);
+    EXPECT_NEAR(cell(*autumn.window->home()->ribbon(), 0, "to").toDouble(), 7.0 / 25, 0.001);
 }
 
 TEST_F(ModelsTest, TheStripEndsTodayAndTheMonthKnowsTheFuture) {
     sample.fillTwoWeeks();
     DayStripModel& strip = *home.strip();
     EXPECT_EQ(strip.rowCount(), 14);
-    EXPECT_TRUE(cell(strip, 13, DayStripModel::SelectedRole).toBool());
-    EXPECT_EQ(cell(strip, 13, DayStripModel::NumberRole), QStringLiteral("19"));
-    EXPECT_EQ(cell(strip, 6, DayStripModel::FractionRole).toDouble(), 1.0);
-    EXPECT_EQ(cell(strip, 13, DayStripModel::SpokenRole), QStringLiteral("Thursday 19 November, 5 hours 10 minutes"));
+    EXPECT_TRUE(cell(strip, 13, "chosen").toBool());
+    EXPECT_EQ(cell(strip, 13, "number"), QStringLiteral("19"));
+    EXPECT_EQ(cell(strip, 6, "fraction").toDouble(), 1.0);
+    EXPECT_EQ(cell(strip, 13, "spoken"), QStringLiteral("Thursday 19 November, 5 hours 10 minutes"));
     strip.setLength(7);
     EXPECT_EQ(strip.rowCount(), 7);
 
-    home.openMonth();
-    EXPECT_EQ(home.month()->rowCount(), 42);
-    EXPECT_EQ(home.monthTitle(), QStringLiteral("November 2026"));
-    EXPECT_EQ(home.weekLetters().first(), QStringLiteral("M"));
-    EXPECT_TRUE(cell(*home.month(), 41, DayStripModel::FutureRole).toBool());
-    home.shiftMonth(1);
-    EXPECT_EQ(home.monthTitle(), QStringLiteral("November 2026")) << "never into the future";
-    home.shiftMonth(-1);
-    EXPECT_EQ(home.monthTitle(), QStringLiteral("October 2026"));
+    CalendarModel& calendar = *home.calendar();
+    calendar.show(home.shownDay());
+    EXPECT_EQ(calendar.days()->rowCount(), 42);
+    EXPECT_EQ(calendar.title(), QStringLiteral("November 2026"));
+    EXPECT_EQ(calendar.weekLetters().first(), QStringLiteral("M"));
+    EXPECT_TRUE(cell(*calendar.days(), 41, "future").toBool());
+    calendar.shift(1);
+    EXPECT_EQ(calendar.title(), QStringLiteral("November 2026")) << "never into the future";
+    calendar.shift(-1);
+    EXPECT_EQ(calendar.title(), QStringLiteral("October 2026"));
 }
 
 TEST_F(ModelsTest, SwitchesAreNewestFirstAndTakeAReason) {
     sample.fillTwoWeeks();
     SwitchLogModel& switches = *home.switches();
-    EXPECT_EQ(cell(switches, 0, SwitchLogModel::TitleRole), QString::fromLatin1(kCheckout));
+    EXPECT_EQ(cell(switches, 0, "title"), QString::fromLatin1(kCheckout));
     const int call = switches.latestInto(id("Call with Ines about the launch"));
-    EXPECT_EQ(cell(switches, call, SwitchLogModel::ReasonRole), QStringLiteral("Ines moved the call up"));
-    home.setReason(cell(switches, 0, SwitchLogModel::IdRole).toString(), QStringLiteral("  Payments wait "));
-    EXPECT_EQ(cell(switches, 0, SwitchLogModel::ReasonRole), QStringLiteral("Payments wait"));
+    EXPECT_EQ(cell(switches, call, "reason"), QStringLiteral("Ines moved the call up"));
+    home.setReason(cell(switches, 0, "logId").toString(), QStringLiteral("  Payments wait "));
+    EXPECT_EQ(cell(switches, 0, "reason"), QStringLiteral("Payments wait"));
     EXPECT_EQ(switches.latestInto(QStringLiteral("nobody")), -1);
 }
 

@@ -52,6 +52,14 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
             },
         .undo = [this] { return store->undo(); }});
     voice->setEnabled(true);
+    assistant = std::make_unique<Assistant>(Assistant::Ports{.store = *store,
+                                                             .service = service,
+                                                             .session = session,
+                                                             .loop = loop,
+                                                             .clock = clock,
+                                                             .timeZone = zone,
+                                                             .firstWeekday = 1,
+                                                             .workers = &workers});
     window = std::make_unique<WindowModel>(
         HomePorts{.store = *store,
                   .clock = clock,
@@ -84,7 +92,8 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
                       [this](const QString& suggested, const QString&, const std::function<void(QString)>& done) {
                           suggestedFile = suggested;
                           done(chosenFile);
-                      }},
+                      },
+                  .assistant = assistant.get()},
         &appearance);
 }
 
@@ -94,6 +103,12 @@ void SampleWindow::goTo(int day, int hour, int minute, int second) {
     if (store) {
         store->refresh();
     }
+}
+
+void SampleWindow::signIn() {
+    (void)session.establish("t0ken", "u1", account.email(), account.userName);
+    account.signedIn = true;
+    account.changed.emit();
 }
 
 Identifier SampleWindow::task(const std::string& title) const {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "ai/assistant.h"
 #include "app/models/window_model.h"
 #include "base/zone.h"
 #include "core/app_store.h"
@@ -10,8 +11,10 @@
 #include "tests/fakes/fake_audio_file_codec.h"
 #include "tests/fakes/fake_chord_monitor.h"
 #include "tests/fakes/fake_clock.h"
+#include "tests/fakes/fake_http_client.h"
 #include "tests/fakes/fake_media_players.h"
 #include "tests/fakes/fake_microphone.h"
+#include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/fake_sinks.h"
 #include "tests/fakes/fake_speech_recognizer.h"
 #include "tests/fakes/memory_value_store.h"
@@ -52,6 +55,8 @@ public:
     /// A project's id; empty when there is none of that name.
     [[nodiscard]] Identifier project(const std::string& name) const;
     void useProject(const std::optional<Identifier>& id) { dictionary->setActiveProject(id); }
+    /// From now on the server answers; `http` plays it.
+    void signIn();
     /// Terms for the personal dictionary and for one project.
     void fillDictionary();
     /// The id of the first task of that title; empty when there is none.
@@ -77,6 +82,13 @@ public:
     /// Where an export goes, and what was proposed; an empty choice is a cancelled one.
     QString chosenFile;
     QString suggestedFile;
+    FakeHttpClient http{loop};
+    FakeSecretStore secrets;
+    BackendEndpoint endpoint{[] { return std::string("https://tolvik.example"); }};
+    Session session{values, secrets};
+    /// The server's assistant, for who is signed in.
+    AIService service{{endpoint, session, http, loop, clock, zone}};
+    std::unique_ptr<Assistant> assistant;
     std::unique_ptr<DictionaryManager> dictionary;
     std::unique_ptr<AppStore> store;
     std::unique_ptr<VoiceManager> voice;

@@ -1,6 +1,8 @@
 // Saves pictures of every page and of the pill, so that a person can look at them. Not shipped.
 
+#include <QClipboard>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QImage>
 #include <QQmlApplicationEngine>
@@ -9,7 +11,10 @@
 #include <QQuickView>
 #include <QQuickWindow>
 #include <QTest>
+#include <QTimer>
 #include <QtQml>
+#include <algorithm>
+#include <cstdio>
 
 #include "tests/ui/sample_window.h"
 #include "ui/ui_module.h"
@@ -58,6 +63,9 @@ QQuickWindow* open(QQmlApplicationEngine& engine, SampleWindow& sample) {
     if (!QTest::qWaitForWindowExposed(window)) {
         qFatal("The window does not show");
     }
+    auto* answers = new QTimer(window);
+    QObject::connect(answers, &QTimer::timeout, [&sample] { sample.loop.runPosted(); });
+    answers->start(20);
     window->requestActivate();
     return window;
 }
@@ -162,6 +170,13 @@ void management(const Preview& preview) {
     const auto go = [&](const char* page) { window->setProperty("page", QString::fromLatin1(page)); };
     go("reports");
     everyLook(preview, sample, *window, QStringLiteral("reports"));
+    sample.window->assistant()->ask(QStringLiteral("How much time on Harbour last week?"));
+    everyLook(preview, sample, *window, QStringLiteral("reports-answer"));
+    sample.window->assistant()->ask(QStringLiteral("What is the weather like?"));
+    preview.save(*window, QStringLiteral("reports-refused"));
+    sample.window->assistant()->dismiss();
+    sample.window->reports()->setDays(QStringLiteral("2026-11-09"), QStringLiteral("2026-11-18"));
+    everyLook(preview, sample, *window, QStringLiteral("reports-custom"));
     sample.window->reports()->setRange(QStringLiteral("quarter"));
     if (auto* chart = window->findChild<QQuickItem*>(QStringLiteral("reportChart"))) {
         chart->forceActiveFocus(Qt::TabFocusReason);
@@ -218,6 +233,47 @@ void management(const Preview& preview) {
     sample.window->account()->setCode(QStringLiteral("407251"));
     sample.account.answer("Invalid or expired code");
     preview.save(*window, QStringLiteral("sign-in-wrong"));
+}
+
+/// Pastes ten thousand terms and imports them; tells how long the window stood still at most.
+void importMany() {
+    SampleWindow sample;
+    sample.fillTwoWeeks();
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    window->setProperty("page", QStringLiteral("dictionary"));
+    QTest::qWait(300);
+    QMetaObject::invokeMethod(window->findChild<QQuickItem*>(QStringLiteral("dictionaryPage")), "openImport");
+    QTest::qWait(500);
+    QString lines;
+    for (int i = 0; i < 10'000; ++i) {
+        lines += QStringLiteral("Term number %1 (hint of %1)\n").arg(i);
+    }
+    QGuiApplication::clipboard()->setText(lines);
+    QElapsedTimer sinceBeat;
+    qint64 longest = 0;
+    QTimer beat;
+    QObject::connect(&beat, &QTimer::timeout, [&] { longest = std::max(longest, sinceBeat.restart()); });
+    const auto step = [&](const char* name, const auto& act, const auto& done) {
+        longest = 0;
+        sinceBeat.start();
+        beat.start(5);
+        act();
+        if (!QTest::qWaitFor(done, 30'000)) {
+            qFatal("%s does not end", name);
+        }
+        QTest::qWait(400);
+        beat.stop();
+        std::printf("%s: stood still for at most %lld ms\n", name, static_cast<long long>(longest));
+    };
+    DictionaryModel& dictionary = *sample.window->dictionary();
+    step(
+        "paste", [&] { QTest::keyClick(window, Qt::Key_V, Qt::ControlModifier); },
+        [&] { return dictionary.importCount() == 10'000; });
+    step(
+        "import", [&] { QTest::keyClick(window, Qt::Key_Return, Qt::ControlModifier); },
+        [&] { return dictionary.terms()->rowCount() == 10'000; });
+    step("undo", [&] { sample.window->toast()->undo(); }, [&] { return dictionary.terms()->rowCount() == 0; });
 }
 
 QList<std::pair<QString, PillState>> pillStates(const SampleWindow& sample) {
@@ -331,7 +387,7 @@ int main(int argc, char** argv) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     const QStringList arguments = QGuiApplication::arguments();
     if (arguments.size() < 2) {
-        qCritical("usage: ui_preview FOLDER [pages|empty|management|pill]");
+        qCritical("usage: ui_preview FOLDER [pages|empty|management|import|pill]");
         return 2;
     }
     const Preview preview{QDir(arguments[1]),
@@ -346,6 +402,9 @@ int main(int argc, char** argv) {
     }
     if (what.isEmpty() || what == QLatin1String("management")) {
         management(preview);
+    }
+    if (what == QLatin1String("import")) {
+        importMany();
     }
     if (what.isEmpty() || what == QLatin1String("pill")) {
         pills(preview);

@@ -59,7 +59,8 @@ TEST_F(WindowTest, AReasonIsEditedInItsPlace) {
     type(QStringLiteral("Payments team is waiting"));
     press(Qt::Key_Return);
     const SwitchLogModel& switches = *home.switches();
-    EXPECT_EQ(switches.data(switches.index(0), SwitchLogModel::ReasonRole), QStringLiteral("Payments team is waiting"));
+    EXPECT_EQ(switches.data(switches.index(0), switches.roleNames().key("reason")),
+              QStringLiteral("Payments team is waiting"));
 }
 
 TEST_F(WindowTest, KeysMoveThroughTheDays) {
