@@ -1,14 +1,9 @@
 #include "telemetry/event_buffer.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <simdjson.h>
-#include <unistd.h>
 #include <utility>
 
 namespace tolvik {
@@ -57,17 +52,6 @@ std::optional<EventBuffer::Event> readEvent(simdjson::dom::element element, std:
     return event;
 }
 
-bool writeWhole(int file, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto written = ::write(file, bytes.data(), bytes.size());
-        if (written <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 }  // namespace
 
 EventBuffer::EventBuffer(std::filesystem::path file, std::span<const EventMember> shape, std::size_t cap)
@@ -76,11 +60,10 @@ EventBuffer::EventBuffer(std::filesystem::path file, std::span<const EventMember
 void EventBuffer::load() {
     events_.clear();
     inFlight_.clear();
-    std::ifstream file(file_, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::string bytes = file_.read();
     simdjson::dom::parser parser;
     simdjson::dom::array array;
-    if (!file.is_open() || file.bad() || parser.parse(bytes).get(array) != simdjson::SUCCESS) {
+    if (bytes.empty() || parser.parse(bytes).get(array) != simdjson::SUCCESS) {
         return;
     }
     for (const auto element : array) {
@@ -96,33 +79,18 @@ void EventBuffer::load() {
     }
 }
 
-void EventBuffer::save() const {
-    std::error_code error;
-    std::filesystem::create_directories(file_.parent_path(), error);
+std::string EventBuffer::fileBytes() const {
     std::string bytes = "[";
     for (const auto& event : events_) {
         bytes += (bytes.size() == 1 ? "" : ",") + event.json;
     }
-    bytes += "]";
-    const auto draft = file_.string() + ".new";
-    const int file = ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (file < 0) {
-        return;
-    }
-    const bool whole = writeWhole(file, bytes);
-    if (::close(file) == 0 && whole) {
-        std::filesystem::rename(draft, file_, error);
-    } else {
-        std::filesystem::remove(draft, error);
-    }
+    return bytes + "]";
 }
 
 void EventBuffer::drop() {
     events_.clear();
     inFlight_.clear();
-    std::error_code error;
-    std::filesystem::remove(file_, error);
-    std::filesystem::remove(file_.string() + ".new", error);
+    file_.remove();
 }
 
 void EventBuffer::append(Event event) {
@@ -131,7 +99,7 @@ void EventBuffer::append(Event event) {
         inFlight_.erase(events_.front().id);
         events_.erase(events_.begin());
     }
-    save();
+    file_.write(fileBytes());
 }
 
 std::string EventBuffer::body() const {
@@ -158,7 +126,7 @@ void EventBuffer::arrived(const std::vector<std::string>& ids) {
     const std::set<std::string> sent(ids.begin(), ids.end());
     std::erase_if(events_, [&](const Event& event) { return sent.contains(event.id); });
     returned(ids);
-    save();
+    file_.write(fileBytes());
 }
 
 void EventBuffer::returned(const std::vector<std::string>& ids) {

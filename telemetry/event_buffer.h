@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "telemetry/buffer_file.h"
+
 namespace tolvik {
 
 /// One member of an event's JSON object.
@@ -29,8 +31,10 @@ public:
 
     /// Takes in what the file holds; nothing when it is no list of whole events.
     void load();
-    /// Writes the file anew, readable for its owner only, replacing it at once. The folder is made when it is missing.
-    void save() const;
+    /// From now on changes are written by workers, which outlive this.
+    void setWorkers(Workers& workers) { file_.setWorkers(workers); }
+    /// Writes the file anew before it returns.
+    void save() const { file_.writeNow(fileBytes()); }
     /// Forgets every event and removes the file.
     void drop();
 
@@ -39,7 +43,7 @@ public:
         /// The JSON object.
         std::string json;
     };
-    /// Appends and saves.
+    /// Appends and has the file written.
     void append(Event event);
     [[nodiscard]] const std::vector<Event>& events() const { return events_; }
     /// How many are not on their way.
@@ -55,7 +59,9 @@ public:
     void returned(const std::vector<std::string>& ids);
 
 private:
-    std::filesystem::path file_;
+    [[nodiscard]] std::string fileBytes() const;
+
+    BufferFile file_;
     std::span<const EventMember> shape_;
     std::size_t cap_;
     std::vector<Event> events_;

@@ -62,6 +62,10 @@ Telemetry::Telemetry(Ports ports)
       sessionId_(ports_.random.identifier().text()),
       product_(ports_.upload, productBufferIn(ports_.folder), "/analytics/ingest"),
       voice_(ports_.upload, voiceBufferIn(ports_.folder), "/analytics/voice") {
+    if (ports_.workers != nullptr) {
+        product_.buffer().setWorkers(*ports_.workers);
+        voice_.buffer().setWorkers(*ports_.workers);
+    }
     followConsent();
 }
 

@@ -59,6 +59,8 @@ public:
         /// Of the user's locale, for example "FI".
         std::optional<std::string> region;
         std::optional<std::string> appVersion;
+        /// Write the buffers' files; null for writing at once.
+        Workers* workers = nullptr;
     };
     /// How spoken commands were understood in this run.
     struct VoiceCounts {

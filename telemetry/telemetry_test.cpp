@@ -24,7 +24,7 @@ protected:
     void restart() {
         telemetry.reset();
         telemetry = std::make_unique<Telemetry>(
-            Telemetry::Ports{values, {endpoint, session, http}, loop, clock, random, folder, "FI", "0.1.0"});
+            Telemetry::Ports{values, {endpoint, session, http}, loop, clock, random, folder, "FI", "0.1.0", workers});
     }
     void track(int times) {
         for (int i = 0; i < times; ++i) {
@@ -54,7 +54,20 @@ protected:
     std::string base = "https://tolvik.example";
     BackendEndpoint endpoint{[this] { return base; }};
     FakeHttpClient http{loop};
+    Workers* workers = nullptr;
     std::unique_ptr<Telemetry> telemetry;
+};
+
+/// Workers that rest until they are told to work.
+class LateWorkers final : public Workers {
+public:
+    void run(std::function<void()> job) override { jobs.push_back(std::move(job)); }
+    void work() {
+        for (auto& job : std::exchange(jobs, {})) {
+            job();
+        }
+    }
+    std::vector<std::function<void()>> jobs;
 };
 
 constexpr auto kProductFile = "product-analytics-buffer.json";
@@ -106,6 +119,28 @@ TEST_F(TelemetryTest, followsAnAnswerGivenElsewhere) {
     ASSERT_TRUE(setConsent(values, folder, true));
     track(1);
     EXPECT_THAT(telemetry->previewBytes().product, HasSubstr("opened"));
+}
+
+TEST_F(TelemetryTest, writesItsFilesOnWorkersAndNoneAfterNo) {
+    LateWorkers late;
+    workers = &late;
+    restart();
+    ASSERT_TRUE(telemetry->setConsent(true));
+    track(3);
+    EXPECT_EQ(late.jobs.size(), 1U) << "of three states the last is written";
+    EXPECT_EQ(file(kProductFile), "");
+    late.work();
+    const auto written = file(kProductFile);
+    EXPECT_EQ(R"({"events":)" + written + "}", telemetry->previewBytes().product);
+    track(1);
+    ASSERT_TRUE(telemetry->setConsent(false));
+    late.work();
+    EXPECT_TRUE(std::filesystem::is_empty(folder)) << "what was under way does not appear later";
+    ASSERT_TRUE(telemetry->setConsent(true));
+    track(1);
+    telemetry.reset();
+    late.work();
+    EXPECT_THAT(file(kProductFile), StartsWith(R"([{"id":")"));
 }
 
 TEST_F(TelemetryTest, leavesNothingForTheNextUser) {

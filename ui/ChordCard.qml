@@ -8,6 +8,10 @@ SettingsGroup {
     id: root
 
     required property ChordRecorderModel chord
+    // Said beside the keys.
+    property string hint
+    // The names of keys that are down now: they light up.
+    property var pressed: []
 
     marked: chord.recording
     title: qsTr("Push-to-talk chord")
@@ -30,6 +34,8 @@ SettingsGroup {
             root.chord.cancel()
 
         Row {
+            id: keys
+
             x: 20
             y: 18
             spacing: 8
@@ -45,6 +51,7 @@ SettingsGroup {
                     required property var modelData
                     readonly property bool held: modelData.held
                     readonly property bool ghost: root.chord.recording && !held
+                    readonly property bool lit: root.chord.recording || root.pressed.indexOf(modelData.name) >= 0
 
                     width: Math.max(64, label.implicitWidth + 28)
                     height: 44
@@ -52,7 +59,7 @@ SettingsGroup {
                     Rectangle {
                         anchors.fill: parent
                         radius: 9
-                        color: root.chord.recording ? Theme.accent : Theme.edge
+                        color: key.lit ? Theme.accent : Theme.edge
                         visible: !key.ghost
 
                         Rectangle {
@@ -60,7 +67,7 @@ SettingsGroup {
                             anchors.margins: 1
                             anchors.bottomMargin: 3
                             radius: 8
-                            color: root.chord.recording ? Theme.soft : Theme.page
+                            color: key.lit ? Theme.soft : Theme.page
                         }
                     }
                     DashedFrame {
@@ -72,12 +79,26 @@ SettingsGroup {
 
                         anchors.centerIn: parent
                         anchors.verticalCenterOffset: key.ghost ? 0 : -1
-                        color: key.ghost ? Theme.t2 : root.chord.recording ? Theme.accent : Theme.t1
+                        color: key.ghost ? Theme.t2 : key.lit ? Theme.accent : Theme.t1
                         font.weight: key.ghost ? Font.Normal : Font.DemiBold
                         text: key.modelData.name
                     }
                 }
             }
+        }
+        Label {
+            anchors.left: keys.right
+            anchors.leftMargin: 14
+            anchors.right: button.left
+            anchors.rightMargin: 12
+            color: Theme.t2
+            size: Theme.secondary
+            text: root.hint
+            visible: !root.chord.recording
+            y: 30
+            Accessible.ignored: text.length === 0
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
         }
         PushButton {
             id: button

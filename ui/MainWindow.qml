@@ -9,6 +9,7 @@ Window {
     required property WindowModel app
     property string page: "home"
     readonly property bool rail: width < 960
+    readonly property bool welcoming: app.onboarding !== null && app.onboarding.active
 
     // Asked of the application when the window is closed by the user.
     signal closeWanted
@@ -19,6 +20,24 @@ Window {
     function ask(question: string, note: string, actionText: string, dangerous: bool, action: var): void {
         sheet.active = true;
         (sheet.item as Sheet).explain(question, note, actionText, dangerous, action);
+    }
+
+    function showBytes(heading: string, note: string, text: string): void {
+        bytes.active = true;
+        const panel = bytes.item as BytesSheet;
+        panel.heading = heading;
+        panel.note = note;
+        panel.bytes = text;
+        panel.open();
+    }
+    function showCrash(): void {
+        showBytes(qsTr("What is known of the crash"), app.privacy.shares ? qsTr("It is sent with the usage that you share.") : qsTr("It stays on this device. It would be sent only if you shared how Tolvik is used."), app.privacy.crashFields);
+    }
+
+    onPageChanged: app.pageShown(page)
+    onWelcomingChanged: if (!welcoming) {
+        page = "home";
+        home.forceActiveFocus();
     }
 
     width: 1200
@@ -51,7 +70,10 @@ Window {
     }
 
     component Key: Shortcut {
+        property bool available: true
+
         context: Qt.WindowShortcut
+        enabled: available && !root.welcoming
     }
     Key {
         sequence: "Ctrl+K"
@@ -65,27 +87,27 @@ Window {
         onActivated: root.page = "home"
     }
     Key {
-        enabled: root.app.reports !== null
+        available: root.app.reports !== null
         sequence: "Ctrl+2"
         onActivated: root.page = "reports"
     }
     Key {
-        enabled: root.page === "reports" && reportsPage.item !== null
+        available: root.page === "reports" && reportsPage.item !== null
         sequence: "Ctrl+E"
         onActivated: (reportsPage.item as ReportsPage).openExport()
     }
     Key {
-        enabled: root.page === "reports" && reportsPage.item !== null
+        available: root.page === "reports" && reportsPage.item !== null
         sequence: "Ctrl+F"
         onActivated: (reportsPage.item as ReportsPage).openFilter()
     }
     Key {
-        enabled: root.app.projects !== null
+        available: root.app.projects !== null
         sequence: "Ctrl+3"
         onActivated: root.page = "projects"
     }
     Key {
-        enabled: root.app.dictionary !== null
+        available: root.app.dictionary !== null
         sequence: "Ctrl+4"
         onActivated: root.page = "dictionary"
     }
@@ -107,16 +129,16 @@ Window {
     }
     Key {
         sequence: "Ctrl+G"
-        enabled: root.page === "home"
+        available: root.page === "home"
         onActivated: home.openCalendar()
     }
     Key {
         sequence: "Ctrl+F"
-        enabled: root.page === "home"
+        available: root.page === "home"
         onActivated: home.focusFilter()
     }
     Key {
-        enabled: root.page === "dictionary" && dictionaryPage.item !== null
+        available: root.page === "dictionary" && dictionaryPage.item !== null
         sequence: "Ctrl+F"
         onActivated: (dictionaryPage.item as DictionaryPage).focusSearch()
     }
@@ -146,7 +168,7 @@ Window {
     }
     Key {
         // A field that is typed into has Esc for itself first.
-        enabled: root.page !== "home" && !root.app.settings.chord.recording && !(root.activeFocusItem as Field) && !(root.activeFocusItem as CodeField)
+        available: root.page !== "home" && !root.app.settings.chord.recording && !(root.activeFocusItem as Field) && !(root.activeFocusItem as CodeField)
         sequence: "Esc"
         onActivated: root.page = "home"
     }
@@ -158,14 +180,30 @@ Window {
         app: root.app
         page: root.page
         rail: root.rail
-        visible: root.page !== "sign-in"
+        visible: root.page !== "sign-in" && !root.welcoming
         width: visible ? implicitWidth : 0
         onChosen: page => root.page = page
+    }
+    Loader {
+        id: crash
+
+        active: !root.welcoming && root.app.privacy !== null && root.app.privacy.crashNotice.length > 0
+        anchors.left: sidebar.right
+        anchors.right: parent.right
+        anchors.margins: active ? 12 : 0
+        y: active ? 12 : 0
+        height: active && item ? (item as CrashNotice).implicitHeight : 0
+        sourceComponent: CrashNotice {
+            privacy: root.app.privacy
+            onDetailsWanted: root.showCrash()
+        }
     }
     Item {
         anchors.left: sidebar.right
         anchors.right: parent.right
-        height: parent.height
+        y: crash.y + crash.height
+        height: parent.height - y
+        visible: !root.welcoming
         Keys.onEscapePressed: if (root.page !== "home")
             root.page = "home"
 
@@ -188,6 +226,9 @@ Window {
             sourceComponent: SettingsPage {
                 app: root.app
                 compact: root.rail
+                onBytesWanted: root.showBytes(qsTr("What is sent next"), qsTr("Byte for byte, while you are signed in."), root.app.privacy.bytes)
+                onCrashWanted: root.showCrash()
+                onImportWanted: (path, note) => root.ask(qsTr("Import this file?"), note, qsTr("Import"), false, () => root.app.data.importFrom(path))
             }
         }
         Loader {
@@ -273,10 +314,27 @@ Window {
         }
     }
     Loader {
+        active: root.welcoming
+        anchors.fill: parent
+        focus: active
+        sourceComponent: Onboarding {
+            app: root.app
+            focus: true
+        }
+        onLoaded: (item as Onboarding).forceActiveFocus()
+    }
+    Loader {
         id: sheet
 
         active: false
         sourceComponent: Sheet {
+        }
+    }
+    Loader {
+        id: bytes
+
+        active: false
+        sourceComponent: BytesSheet {
         }
     }
     Loader {

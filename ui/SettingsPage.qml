@@ -7,15 +7,36 @@ import Tolvik.Ui
 FocusScope {
     id: root
 
+    objectName: "settingsPage"
+
     required property WindowModel app
     property bool compact: false
     property int tab: 1
     readonly property SettingsModel settings: app.settings
     readonly property int margin: compact ? 20 : 32
 
+    // Shows the next uploads, or what is known of a crash.
+    signal bytesWanted
+    signal crashWanted
+    // A file was chosen whose import would replace what is here.
+    signal importWanted(string path, string note)
+
+    function refresh(): void {
+        settings.refresh();
+        if (app.privacy !== null)
+            app.privacy.refresh();
+    }
+
     onVisibleChanged: if (visible)
-        settings.refresh()
-    Component.onCompleted: settings.refresh()
+        refresh()
+    Component.onCompleted: refresh()
+    Connections {
+        target: root.app.data
+
+        function onConfirmWanted(path: string, note: string): void {
+            root.importWanted(path, note);
+        }
+    }
     Component.onDestruction: settings.metering = false
 
     // The level is only measured while it is looked at.
@@ -169,6 +190,20 @@ FocusScope {
                         text: root.settings.checkingForUpdates ? qsTr("Checking…") : qsTr("Check for Updates…")
                         visible: root.settings.canCheckForUpdates
                         onClicked: root.settings.checkForUpdates()
+                    }
+                }
+                SettingsRow {
+                    ruled: true
+                    text: qsTr("From the welcome to the first spoken command. Your log stays as it is.")
+                    title: qsTr("First steps")
+                    visible: root.app.onboarding !== null
+
+                    PushButton {
+                        iconName: "arrow-counterclockwise"
+                        implicitHeight: 32
+                        text: qsTr("Show again")
+                        Accessible.name: qsTr("Show the first steps again")
+                        onClicked: root.app.onboarding.reset()
                     }
                 }
             }
@@ -355,16 +390,94 @@ FocusScope {
     Component {
         id: data
 
-        SettingsGroup {
-            SettingsRow {
-                text: root.settings.dataFolder
-                title: qsTr("Your log lies on this device")
+        Column {
+            id: dataPage
 
-                PushButton {
-                    iconName: "folder2-open"
-                    implicitHeight: 32
-                    text: qsTr("Open folder")
-                    onClicked: root.settings.openDataFolder()
+            readonly property DataModel all: root.app.data
+            readonly property PrivacyModel privacy: root.app.privacy
+
+            spacing: 22
+
+            SettingsGroup {
+                SettingsRow {
+                    text: root.settings.dataFolder
+                    title: qsTr("Your log lies on this device")
+
+                    PushButton {
+                        iconName: "folder2-open"
+                        implicitHeight: 32
+                        text: qsTr("Open folder")
+                        onClicked: root.settings.openDataFolder()
+                    }
+                }
+                SettingsRow {
+                    problem: dataPage.all ? dataPage.all.problem : ""
+                    ruled: true
+                    text: qsTr("Tasks, entries, projects and vocabulary, as JSON. The same file imports on another machine.")
+                    title: qsTr("Everything in one file")
+                    visible: dataPage.all !== null
+
+                    PushButton {
+                        enabled: dataPage.all !== null && !dataPage.all.busy
+                        iconName: "clipboard-plus"
+                        implicitHeight: 32
+                        text: qsTr("Import…")
+                        Accessible.name: qsTr("Import everything from a file")
+                        onClicked: dataPage.all.chooseImport()
+                    }
+                    PushButton {
+                        enabled: dataPage.all !== null && !dataPage.all.busy
+                        iconName: "download"
+                        implicitHeight: 32
+                        text: qsTr("Export…")
+                        Accessible.name: qsTr("Export everything to a file")
+                        onClicked: dataPage.all.exportAll()
+                    }
+                }
+            }
+            SettingsGroup {
+                title: qsTr("Usage")
+                visible: dataPage.privacy !== null
+
+                SettingsRow {
+                    problem: dataPage.privacy ? dataPage.privacy.problem : ""
+                    text: qsTr("Pages, results, and the sentences you speak, once you are signed in. Off, nothing is recorded, and what was is deleted.")
+                    title: qsTr("Share how Tolvik is used")
+
+                    Toggle {
+                        name: qsTr("Share how Tolvik is used")
+                        on: dataPage.privacy !== null && dataPage.privacy.shares
+                        onWanted: on => dataPage.privacy.answer(on)
+                    }
+                }
+                SettingsRow {
+                    ruled: true
+                    text: !dataPage.privacy || !dataPage.privacy.shares ? qsTr("Nothing: usage is not shared.") : dataPage.privacy.bytes.length === 0 ? qsTr("Nothing waits.") : qsTr("%1 characters wait.").arg(dataPage.privacy.bytes.length)
+                    title: qsTr("What is sent next")
+
+                    PushButton {
+                        enabled: dataPage.privacy !== null && dataPage.privacy.shares
+                        implicitHeight: 32
+                        text: qsTr("Show the bytes")
+                        Accessible.name: qsTr("Show the bytes that are sent next")
+                        onClicked: {
+                            dataPage.privacy.refresh();
+                            root.bytesWanted();
+                        }
+                    }
+                }
+                SettingsRow {
+                    ruled: true
+                    text: qsTr("Version, times, signal, and the names of the last steps.")
+                    title: qsTr("The last crash")
+                    visible: dataPage.privacy !== null && dataPage.privacy.crashFields.length > 0
+
+                    PushButton {
+                        implicitHeight: 32
+                        text: qsTr("Show")
+                        Accessible.name: qsTr("Show what is known of the last crash")
+                        onClicked: root.crashWanted()
+                    }
                 }
             }
         }

@@ -31,6 +31,7 @@ CommandEndpoint::CommandEndpoint(Ports ports)
                                      .dictionary = &ports.services.dictionary(),
                                      .account = &account_,
                                      .folder = ports.services.paths().data,
+                                     .telemetryChanged = std::move(ports.telemetryChanged),
                                      .raise = std::move(ports.raise)}) {
     auto server = CommandSocketServer::start(
         ports.services.paths().socket(), ports.loop,

@@ -22,6 +22,8 @@ public:
         MainLoop& loop;
         /// Brings the window to the front.
         std::function<void()> raise;
+        /// The consent to telemetry may have been changed.
+        std::function<void()> telemetryChanged = {};
     };
     /// A socket that cannot be made is told on the log; the desktop works without it.
     explicit CommandEndpoint(Ports ports);

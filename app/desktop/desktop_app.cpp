@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "adapters/desktop/bus_notifier.h"
+#include "adapters/desktop/bus_secret_service.h"
 #include "adapters/desktop/logind_sleep_monitor.h"
 #include "adapters/desktop/package_update_checker.h"
 #include "adapters/desktop/portal_appearance.h"
@@ -35,12 +36,14 @@
 #include "app/desktop/main_window.h"
 #include "app/desktop/menu_looks.h"
 #include "app/desktop/termination.h"
+#include "app/desktop/usage.h"
 #include "app/desktop/voice_stack.h"
 #include "app/desktop/voice_trace.h"
 #include "app/models/window_model.h"
 #include "app/pill/pill_window.h"
 #include "app/shell/menu_model.h"
 #include "app/shell/notifications.h"
+#include "backend/profile_answers.h"
 #include "dictionary/dictionary_manager.h"
 #include "services/lazy_pdf_writer.h"
 #include "services/log_services.h"
@@ -89,13 +92,25 @@ void chooseFile(const QString& suggested, const QString& filter, std::function<v
     dialog->open();
 }
 
+/// Lets the user choose a file to open, beside the other windows.
+void chooseExisting(const QString& filter, std::function<void(QString)> done) {
+    auto* dialog = new QFileDialog(nullptr, QCoreApplication::translate("DesktopApp", "Import"),
+                                   QStandardPaths::writableLocation(QStandardPaths::DownloadLocation), filter);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    QObject::connect(dialog, &QFileDialog::fileSelected, dialog,
+                     [done = std::move(done)](const QString& path) { done(path); });
+    dialog->open();
+}
+
 }  // namespace
 
 /// Members stand in the order of their making; each may use those above it.
 struct DesktopApp::Impl {
-    Impl(const Paths& where, const DesktopOptions& wanted, StartTrace& startTrace)
+    Impl(const Paths& where, const DesktopOptions& wanted, StartTrace& startTrace, Trail trail)
         : options(wanted),
           trace(startTrace),
+          crash(std::move(trail)),
           loginStart(where.config.parent_path(),
                      {(where.programs / "tolvik-desktop").string(), std::string("--hidden")}) {}
 
@@ -103,6 +118,9 @@ struct DesktopApp::Impl {
     void compose();
     void start();
     void openWindow();
+    [[nodiscard]] OnboardingPorts onboardingPorts();
+    void happened(const std::string& name);
+    void tellOfCrash();
     void startRest();
     void raiseWindow();
     [[nodiscard]] bool hidesOnClose();
@@ -112,6 +130,7 @@ struct DesktopApp::Impl {
 
     DesktopOptions options;
     StartTrace& trace;
+    Trail crash;
 
     QtMainLoop loop;
     SystemClock clock;
@@ -121,6 +140,8 @@ struct DesktopApp::Impl {
     std::unique_ptr<LazyPdfWriter> pdf;
     ThreadWorkers workers;
     std::unique_ptr<LogServices> services;
+    std::unique_ptr<Usage> usage;
+    std::optional<ProfileAnswersUpload> answers;
     std::unique_ptr<CommandEndpoint> endpoint;
     std::unique_ptr<DesktopAccount> account;
     std::unique_ptr<AIService> answersOfServer;
@@ -144,6 +165,8 @@ struct DesktopApp::Impl {
     std::unique_ptr<LogindSleepMonitor> sleep;
     std::unique_ptr<Termination> termination;
 
+    // What asynchronous answers of the desktop are bound to.
+    QObject context;
     std::vector<Subscription> subscriptions;
     Timer pillTimer;
     bool uiReady = false;
@@ -164,6 +187,8 @@ void DesktopApp::Impl::compose() {
     ValueStore& values = services->values();
     AppStore& store = services->store();
     pdf = std::make_unique<LazyPdfWriter>(services->paths().pdfModule());
+    usage = std::make_unique<Usage>(Usage::Ports{*services, clock, random, loop, workers, crash.trail});
+    answers.emplace(ProfileAnswersUpload::Ports{values, services->http(), services->endpoint(), services->session()});
     account = std::make_unique<DesktopAccount>(*services, clock, workers, loop);
     answersOfServer = std::make_unique<AIService>(AIService::Ports{.endpoint = services->endpoint(),
                                                                    .session = services->session(),
@@ -171,22 +196,23 @@ void DesktopApp::Impl::compose() {
                                                                    .loop = loop,
                                                                    .clock = clock,
                                                                    .timeZone = zone});
-    assistant = std::make_unique<Assistant>(
-        Assistant::Ports{.store = store,
-                         .service = *answersOfServer,
-                         .session = services->session(),
-                         .loop = loop,
-                         .clock = clock,
-                         .timeZone = zone,
-                         .firstWeekday = static_cast<int>(QLocale().firstDayOfWeek()) % 7,
-                         .workers = &workers});
+    assistant =
+        std::make_unique<Assistant>(Assistant::Ports{.store = store,
+                                                     .service = *answersOfServer,
+                                                     .session = services->session(),
+                                                     .loop = loop,
+                                                     .clock = clock,
+                                                     .timeZone = zone,
+                                                     .firstWeekday = static_cast<int>(QLocale().firstDayOfWeek()) % 7,
+                                                     .workers = &workers});
     appearance = std::make_unique<PortalAppearance>(rememberedAppearance(values));
     voice = std::make_unique<VoiceStack>(VoiceStack::Ports{.loop = loop,
                                                            .workers = workers,
                                                            .clock = clock,
                                                            .random = random,
                                                            .services = *services,
-                                                           .modelFolder = values.text(SettingsModel::modelFolderKey)});
+                                                           .modelFolder = values.text(SettingsModel::modelFolderKey),
+                                                           .transcribed = [this] { usage->transcribed(); }});
     menu = std::make_unique<MenuModel>(store, MenuModel::Actions{.open = [this] { raiseWindow(); },
                                                                  .checkForUpdates = [this] { checkForUpdates(); },
                                                                  .quit = [] { QCoreApplication::quit(); }});
@@ -222,7 +248,12 @@ void DesktopApp::Impl::compose() {
                   .loop = &loop,
                   .pdf = pdf.get(),
                   .chooseFile = chooseFile,
-                  .assistant = assistant.get()},
+                  .assistant = assistant.get(),
+                  .chooseExisting = chooseExisting,
+                  .onboarding = onboardingPorts(),
+                  .telemetry = &usage->telemetry(),
+                  .crash = crash.before,
+                  .happened = [this](const std::string& name) { happened(name); }},
         appearance.get());
     subscriptions.push_back(notifications.on(Notification::navigateTo, [this](const std::string& page) {
         raiseWindow();
@@ -234,11 +265,55 @@ void DesktopApp::Impl::compose() {
     }));
 }
 
+OnboardingPorts DesktopApp::Impl::onboardingPorts() {
+    return {.values = services->values(),
+            .voice = &voice->manager(),
+            .onlyOnRequest = options.skipWelcome,
+            .lookAtSecrets = [this](auto done) { lookForSecretService(context, std::move(done)); },
+            .shown = [this](const std::string& step) { usage->note("onboarding_step", {{"step", step}}); },
+            .completed =
+                [this](bool skipped, bool hasSpoken) {
+                    usage->note("onboarding_completed", {{"skipped", skipped}, {"spoke", hasSpoken}});
+                    answers->sync();
+                    notifications.post(Notification::onboardingCompleted);
+                },
+            .reset =
+                [this] {
+                    usage->note("onboarding_reset");
+                    notifications.post(Notification::onboardingReset);
+                }};
+}
+
+void DesktopApp::Impl::happened(const std::string& name) {
+    const auto space = name.find(' ');
+    if (space == std::string::npos) {
+        usage->note(name);
+    } else {
+        usage->note(name.substr(0, space), {{"page", name.substr(space + 1)}});
+    }
+}
+
+void DesktopApp::Impl::tellOfCrash() {
+    if (crash.before) {
+        usage->noteCrash(*crash.before);
+        spdlog::warn("{}", crashNotice(*crash.before));
+        // The window shows it where there is one.
+        if (options.hidden) {
+            notifier.tell("Tolvik", crashNotice(*crash.before));
+        }
+    }
+}
+
 void DesktopApp::Impl::start() {
     termination = std::make_unique<Termination>([] { QCoreApplication::quit(); });
     // Other processes wait for this, so it comes before anything slow.
-    endpoint = std::make_unique<CommandEndpoint>(CommandEndpoint::Ports{
-        .services = *services, .clock = clock, .timeZone = zone, .loop = loop, .raise = [this] { raiseWindow(); }});
+    endpoint = std::make_unique<CommandEndpoint>(
+        CommandEndpoint::Ports{.services = *services,
+                               .clock = clock,
+                               .timeZone = zone,
+                               .loop = loop,
+                               .raise = [this] { raiseWindow(); },
+                               .telemetryChanged = [this] { model->privacy()->refresh(); }});
     if (options.hidden) {
         loop.post([this] { startRest(); });
     } else {
@@ -274,6 +349,7 @@ void DesktopApp::Impl::openWindow() {
                                                                 [this] {
                                                                     services->store().refresh();
                                                                     account->wake();
+                                                                    answers->sync();
                                                                 },
                                                             .bringToFront = bringToFront});
     window->show();
@@ -284,10 +360,15 @@ void DesktopApp::Impl::startRest() {
         return;
     }
     account->start();
+    usage->note("app_start", {{"hidden", options.hidden}});
+    tellOfCrash();
+    usage->telemetry().flush();
+    answers->sync();
     ValueStore& values = services->values();
     VoiceManager& manager = voice->manager();
     voiceTrace = VoiceTrace::fromEnvironment(manager, clock);
     manager.setEnabled(values.flag(SettingsModel::voiceEnabledKey, true));
+    usage->follow(manager);
     if (const std::string problem = manager.chordProblem(); !problem.empty()) {
         spdlog::warn("the chord cannot be seen: {}", problem);
     }
@@ -356,6 +437,7 @@ bool DesktopApp::Impl::hidesOnClose() {
 }
 
 void DesktopApp::Impl::checkForUpdates() {
+    usage->note("update_check");
     updates.check([this](const UpdateReport& report) { notifier.tell("Tolvik", report.text); });
 }
 
@@ -377,8 +459,8 @@ void DesktopApp::Impl::updateTrayLooks() {
 }
 
 Result<std::unique_ptr<DesktopApp>, StoreError> DesktopApp::open(const Paths& paths, const DesktopOptions& options,
-                                                                 StartTrace& trace) {
-    auto impl = std::make_unique<Impl>(paths, options, trace);
+                                                                 StartTrace& trace, Trail trail) {
+    auto impl = std::make_unique<Impl>(paths, options, trace, std::move(trail));
     if (auto opened = impl->openLog(paths); !opened) {
         return failure(opened.error());
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "app/desktop/options.h"
@@ -8,6 +9,7 @@
 #include "base/result.h"
 #include "core/value_store.h"
 #include "services/paths.h"
+#include "telemetry/crash/crash_trail.h"
 
 namespace tolvik {
 
@@ -15,9 +17,14 @@ namespace tolvik {
 /// holds for as long as this lives. Main loop only.
 class DesktopApp {
 public:
+    /// The trail of this process, which outlives the application, and what is known of the process before it.
+    struct Trail {
+        CrashTrail& trail;
+        std::optional<CrashReport> before;
+    };
     [[nodiscard]] static Result<std::unique_ptr<DesktopApp>, StoreError> open(const Paths& paths,
                                                                               const DesktopOptions& options,
-                                                                              StartTrace& trace);
+                                                                              StartTrace& trace, Trail trail);
     DesktopApp(const DesktopApp&) = delete;
     DesktopApp& operator=(const DesktopApp&) = delete;
     ~DesktopApp();

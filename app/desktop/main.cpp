@@ -8,8 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <optional>
 #include <string>
+#include <utility>
 
+#include "adapters/system/system_clock.h"
 #include "app/desktop/claim.h"
 #include "app/desktop/desktop_app.h"
 #include "app/desktop/options.h"
@@ -97,7 +100,11 @@ int main(int argc, char** argv) {
     if (claim.outcome == Claim::Outcome::failed) {
         return complain(claim.problem);
     }
-    auto app = DesktopApp::open(paths, *options, trace);
+    // Only whoever has the log leaves a trail; it ends when the application was taken apart.
+    std::optional<CrashReport> before;
+    const auto trail = CrashTrail::begin(paths.data / "crash-trail", TOLVIK_VERSION, SystemClock().now(), before);
+    trail->watchSignals();
+    auto app = DesktopApp::open(paths, *options, trace, {*trail, std::move(before)});
     if (!app) {
         return complain(fmt::format("The log in {} cannot be opened: {}", paths.data.string(), describe(app.error())));
     }

@@ -11,6 +11,8 @@ namespace tolvik {
 struct DesktopOptions {
     /// Start without showing the window, as at login.
     bool hidden = false;
+    /// Open the window's pages even where the first-run steps are not finished.
+    bool skipWelcome = false;
     /// Print how long each step of the start took.
     bool timeStart = false;
     bool help = false;

@@ -46,6 +46,7 @@ std::string promptOf(LogServices& services) {
 struct VoiceStack::Impl {
     explicit Impl(const Ports& ports)
         : services(ports.services),
+          transcribed(ports.transcribed),
           chord(ports.loop),
           microphone(ports.loop),
           media(ports.loop),
@@ -70,6 +71,9 @@ struct VoiceStack::Impl {
                    .vocabulary = [this] { return vocabularyOf(services); },
                    .execute =
                        [this](const std::string& transcript, auto done) {
+                           if (transcribed) {
+                               transcribed();
+                           }
                            services.executor().execute(transcript, ChangeSource::voice, std::move(done));
                        },
                    .preview = [this](const std::string& words) { return services.executor().preview(words); },
@@ -80,6 +84,7 @@ struct VoiceStack::Impl {
                    .prompt = [this] { return promptOf(services); }}) {}
 
     LogServices& services;
+    std::function<void()> transcribed;
     XkbChordMonitor chord;
     PulseMicrophone microphone;
     MprisMediaPlayers media;

@@ -25,6 +25,8 @@ public:
         LogServices& services;
         /// A folder with a speech model of the user's own; empty for the one that came with the program.
         std::filesystem::path modelFolder;
+        /// What was said is known and will be carried out now; may be empty.
+        std::function<void()> transcribed = {};
     };
     explicit VoiceStack(const Ports& ports);
     VoiceStack(const VoiceStack&) = delete;

@@ -43,6 +43,26 @@ WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages
         connect(reports_.get(), &ReportsModel::homeWanted, this, [this] { showPage(QStringLiteral("home")); });
         connect(&account_, &AccountModel::changed, reports_.get(), &ReportsModel::accountChanged);
     }
+    if (pages.dictionary != nullptr && pages.workers != nullptr && pages.loop != nullptr && pages.chooseExisting) {
+        data_ = std::make_unique<DataModel>(DataPorts{.store = store,
+                                                      .dictionary = *pages.dictionary,
+                                                      .values = settings.values,
+                                                      .clock = home.clock,
+                                                      .zone = home.zone,
+                                                      .workers = *pages.workers,
+                                                      .loop = *pages.loop,
+                                                      .toast = toast_,
+                                                      .chooseFile = pages.chooseFile,
+                                                      .chooseExisting = pages.chooseExisting,
+                                                      .happened = pages.happened});
+    }
+    happened_ = pages.happened;
+    if (pages.onboarding) {
+        onboarding_ = std::make_unique<OnboardingModel>(*pages.onboarding, settings_);
+    }
+    if (pages.telemetry != nullptr) {
+        privacy_ = std::make_unique<PrivacyModel>(*pages.telemetry, pages.crash);
+    }
     const auto colorOf = [&store](const Identifier& id) {
         const TaskModel* task = store.taskById(id);
         return task != nullptr ? static_cast<int>(task->colorIndex) : -1;
@@ -51,6 +71,12 @@ WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages
         pill_.follow(*voice_, colorOf, [this] { return home_.running() ? home_.runningTitle() : QString(); });
     } else {
         pill_.setColorOf(colorOf);
+    }
+}
+
+void WindowModel::pageShown(const QString& page) {
+    if (happened_) {
+        happened_("page_open " + page.toStdString());
     }
 }
 

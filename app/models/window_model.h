@@ -7,10 +7,13 @@
 
 #include "app/models/account_model.h"
 #include "app/models/assistant_model.h"
+#include "app/models/data_model.h"
 #include "app/models/dictionary_model.h"
 #include "app/models/home_model.h"
 #include "app/models/looks_model.h"
+#include "app/models/onboarding_model.h"
 #include "app/models/pill_model.h"
+#include "app/models/privacy_model.h"
 #include "app/models/projects_model.h"
 #include "app/models/reports_model.h"
 #include "app/models/settings_model.h"
@@ -34,6 +37,16 @@ struct PagePorts {
         {};
     /// Answers questions and finds words for days and ranges.
     Assistant* assistant = nullptr;
+    /// Asks the user which file to open, see `DataPorts`; together with dictionary, workers and `chooseFile` all data
+    /// can be taken along.
+    std::function<void(const QString& filter, std::function<void(QString path)> done)> chooseExisting = {};
+    /// The first-run steps; none where there are none.
+    std::optional<OnboardingPorts> onboarding = {};
+    Telemetry* telemetry = nullptr;
+    /// What happened to the process before this one.
+    std::optional<CrashReport> crash = {};
+    /// Something worth counting was done: "data_export", or a page was opened ("page_open reports").
+    std::function<void(const std::string& name)> happened = {};
 };
 
 /// Everything that the main window and the pill show. The composition makes one; it outlives both windows. Main thread
@@ -54,6 +67,9 @@ class WindowModel : public QObject {
     /// Null where nobody answers.
     Q_PROPERTY(tolvik::AssistantModel* assistant READ assistant CONSTANT)
     Q_PROPERTY(tolvik::SummaryModel* summary READ summary CONSTANT)
+    Q_PROPERTY(tolvik::OnboardingModel* onboarding READ onboarding CONSTANT)
+    Q_PROPERTY(tolvik::PrivacyModel* privacy READ privacy CONSTANT)
+    Q_PROPERTY(tolvik::DataModel* data READ data CONSTANT)
     /// What was done on a page other than Home.
     Q_PROPERTY(tolvik::ToastModel* toast READ toast CONSTANT)
 public:
@@ -71,10 +87,15 @@ public:
     [[nodiscard]] ReportsModel* reports() { return reports_.get(); }
     [[nodiscard]] AssistantModel* assistant() { return assistant_.get(); }
     [[nodiscard]] SummaryModel* summary() { return summary_.get(); }
+    [[nodiscard]] OnboardingModel* onboarding() { return onboarding_.get(); }
+    [[nodiscard]] PrivacyModel* privacy() { return privacy_.get(); }
+    [[nodiscard]] DataModel* data() { return data_.get(); }
     [[nodiscard]] ToastModel* toast() { return &toast_; }
 
     /// Starts listening, or ends and processes.
     Q_INVOKABLE void toggleVoice();
+    /// The window shows another page.
+    Q_INVOKABLE void pageShown(const QString& page);
 
     /// Asks the window to show a page ("home", "reports", "projects", "dictionary", "settings", "account").
     void showPage(const QString& page) { Q_EMIT pageWanted(page); }
@@ -98,6 +119,10 @@ private:
     std::unique_ptr<ReportsModel> reports_;
     std::unique_ptr<AssistantModel> assistant_;
     std::unique_ptr<SummaryModel> summary_;
+    std::unique_ptr<OnboardingModel> onboarding_;
+    std::unique_ptr<PrivacyModel> privacy_;
+    std::unique_ptr<DataModel> data_;
+    std::function<void(const std::string&)> happened_;
     Subscription projectSubscription_;
 };
 

@@ -77,7 +77,7 @@ def memory_mb(pid):
 
 class Desktop:
     def __init__(self, binaries, *arguments):
-        self.process = subprocess.Popen([binaries / "tolvik-desktop", "--time-start", *arguments],
+        self.process = subprocess.Popen([binaries / "tolvik-desktop", "--skip-welcome", "--time-start", *arguments],
                                         stderr=subprocess.PIPE, text=True)
         self.trace = ""
         for line in self.process.stderr:

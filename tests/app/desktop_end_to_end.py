@@ -43,7 +43,7 @@ def focused():
 
 class Desktop:
     def __init__(self, *arguments):
-        self.process = subprocess.Popen([BINARIES / "tolvik-desktop", "--time-start", *arguments],
+        self.process = subprocess.Popen([BINARIES / "tolvik-desktop", "--skip-welcome", "--time-start", *arguments],
                                         stderr=subprocess.PIPE, text=True)
         self.log = []
         for line in self.process.stderr:

@@ -2,10 +2,11 @@
 
 #include <array>
 #include <filesystem>
+#include <unistd.h>
 
 namespace tolvik {
 
-SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
+SampleWindow::SampleWindow(bool firstRun, std::optional<CrashReport> crash) : firstDay_(*DayKey::parse("2026-11-06")) {
     goTo(0, 8, 0);
     dictionary = std::make_unique<DictionaryManager>(DictionaryPorts{values, clock, random, loop, mutations, holdOff});
     store = std::make_unique<AppStore>(AppStorePorts{.values = values,
@@ -52,6 +53,16 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
             },
         .undo = [this] { return store->undo(); }});
     voice->setEnabled(true);
+    telemetryFolder = std::filesystem::temp_directory_path() / ("tolvik-sample-" + std::to_string(::getpid()));
+    telemetry = std::make_unique<Telemetry>(Telemetry::Ports{.values = values,
+                                                             .upload = {endpoint, session, http},
+                                                             .loop = loop,
+                                                             .clock = clock,
+                                                             .random = random,
+                                                             .folder = telemetryFolder,
+                                                             .region = "FI",
+                                                             .appVersion = "0.1.0",
+                                                             .workers = nullptr});
     assistant = std::make_unique<Assistant>(Assistant::Ports{.store = *store,
                                                              .service = service,
                                                              .session = session,
@@ -84,17 +95,38 @@ SampleWindow::SampleWindow() : firstDay_(*DayKey::parse("2026-11-06")) {
                       .modelFolderChanged = {},
                       .dataFolder = QStringLiteral("/home/maren/.local/share/Tolvik"),
                       .version = QStringLiteral("0.1.0")},
-        PagePorts{.dictionary = dictionary.get(),
-                  .account = &account,
-                  .workers = &workers,
-                  .loop = &loop,
-                  .chooseFile =
-                      [this](const QString& suggested, const QString&, const std::function<void(QString)>& done) {
-                          suggestedFile = suggested;
-                          done(chosenFile);
-                      },
-                  .assistant = assistant.get()},
+        PagePorts{
+            .dictionary = dictionary.get(),
+            .account = &account,
+            .workers = &workers,
+            .loop = &loop,
+            .chooseFile =
+                [this](const QString& suggested, const QString&, const std::function<void(QString)>& done) {
+                    suggestedFile = suggested;
+                    done(chosenFile);
+                },
+            .assistant = assistant.get(),
+            .chooseExisting = [this](const QString&, const auto& done) { done(chosenFile); },
+            .onboarding = OnboardingPorts{.values = values,
+                                          .voice = voice.get(),
+                                          .onlyOnRequest = !firstRun,
+                                          .lookAtSecrets = [this](const auto& done) { done(secretsProblem); },
+                                          .shown = [this](const std::string& step) { noted.push_back("step " + step); },
+                                          .completed =
+                                              [this](bool skipped, bool spoke) {
+                                                  noted.push_back(std::string(skipped ? "skipped" : "finished") +
+                                                                  (spoke ? " and spoke" : ""));
+                                              },
+                                          .reset = [this] { noted.emplace_back("reset"); }},
+            .telemetry = telemetry.get(),
+            .crash = std::move(crash),
+            .happened = [this](const std::string& name) { noted.push_back(name); }},
         &appearance);
+}
+
+SampleWindow::~SampleWindow() {
+    std::error_code ignored;
+    std::filesystem::remove_all(telemetryFolder, ignored);
 }
 
 void SampleWindow::goTo(int day, int hour, int minute, int second) {

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ai/assistant.h"
 #include "app/models/window_model.h"
+#include "backend/endpoint.h"
+#include "backend/session.h"
 #include "base/zone.h"
 #include "core/app_store.h"
 #include "dictionary/dictionary_manager.h"
+#include "telemetry/telemetry.h"
 #include "tests/fakes/fake_audio_file_codec.h"
 #include "tests/fakes/fake_chord_monitor.h"
 #include "tests/fakes/fake_clock.h"
@@ -44,7 +49,10 @@ private:
 /// Friday 6 November 2026 in Helsinki.
 class SampleWindow {
 public:
-    SampleWindow();
+    /// With `firstRun` the first-run steps are shown, as on a fresh machine; `crash` is what happened to the process
+    /// before.
+    explicit SampleWindow(bool firstRun = false, std::optional<CrashReport> crash = {});
+    ~SampleWindow();
 
     /// Two weeks of work up to Thursday 19 November, 14:54: five tasks with time, one without, one running.
     void fillTwoWeeks();
@@ -82,6 +90,9 @@ public:
     /// Where an export goes, and what was proposed; an empty choice is a cancelled one.
     QString chosenFile;
     QString suggestedFile;
+    /// What the secret service lacks, and what was noted about the steps and the data.
+    std::string secretsProblem;
+    std::vector<std::string> noted;
     FakeHttpClient http{loop};
     FakeSecretStore secrets;
     BackendEndpoint endpoint{[] { return std::string("https://tolvik.example"); }};
@@ -89,6 +100,8 @@ public:
     /// The server's assistant, for who is signed in.
     AIService service{{endpoint, session, http, loop, clock, zone}};
     std::unique_ptr<Assistant> assistant;
+    std::filesystem::path telemetryFolder;
+    std::unique_ptr<Telemetry> telemetry;
     std::unique_ptr<DictionaryManager> dictionary;
     std::unique_ptr<AppStore> store;
     std::unique_ptr<VoiceManager> voice;

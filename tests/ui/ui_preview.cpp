@@ -235,6 +235,78 @@ void management(const Preview& preview) {
     preview.save(*window, QStringLiteral("sign-in-wrong"));
 }
 
+/// The first-run steps, with something typed, chosen and said where there is something to.
+void firstRun(const Preview& preview) {
+    SampleWindow sample{true};
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    OnboardingModel& steps = *sample.window->onboarding();
+    const auto shoot = [&] {
+        everyLook(preview, sample, *window,
+                  QStringLiteral("onboarding-%1-%2").arg(steps.stepIndex() + 1).arg(steps.step()));
+    };
+    for (; steps.step() != QStringLiteral("permissions"); steps.next()) {
+        shoot();
+    }
+    sample.recognizer.missing = "No speech model was found. Run tolvik doctor to see where it is looked for.";
+    steps.lookAgain();
+    preview.save(*window, QStringLiteral("onboarding-3-missing"));
+    sample.recognizer.missing.clear();
+    steps.lookAgain();
+    sample.chord.hold(modifier::control | modifier::option | modifier::shift);
+    sample.loop.runFor(Millis{500});
+    preview.save(*window, QStringLiteral("onboarding-3-listening"));
+    sample.chord.hold(0);
+    sample.recognizer.hearAll("reading my mail");
+    sample.loop.runPosted();
+    shoot();
+    for (steps.next(); steps.step() != QStringLiteral("signIn"); steps.next()) {
+        steps.setAnswer(steps.options().at(3).toMap().value(QStringLiteral("id")).toString());
+        shoot();
+    }
+    shoot();
+    sample.window->account()->setEnteredEmail(QStringLiteral("maren@holt.example"));
+    sample.window->account()->sendCode();
+    sample.account.answer();
+    sample.window->account()->setCode(QStringLiteral("4072"));
+    preview.save(*window, QStringLiteral("onboarding-7-code"));
+    sample.window->account()->setCode(QStringLiteral("407251"));
+    sample.account.answer();
+    sample.account.changed.emit();
+    preview.save(*window, QStringLiteral("onboarding-7-signed-in"));
+    steps.next();
+    preview.save(*window, QStringLiteral("onboarding-8-home"));
+}
+
+/// Every tab of the settings.
+void settings(const Preview& preview) {
+    SampleWindow sample{false, CrashReport{"0.1.0", {}, {}, "SIGSEGV", {"app_start", "page_open", "listening"}}};
+    sample.fillTwoWeeks();
+    QQmlApplicationEngine engine;
+    QQuickWindow* window = open(engine, sample);
+    preview.save(*window, QStringLiteral("crash-notice"));
+    sample.appearance.set({.dark = true});
+    preview.save(*window, QStringLiteral("crash-notice-dark"));
+    sample.appearance.set({});
+    sample.window->privacy()->answer(true);
+    sample.window->privacy()->dismissCrash();
+    sample.telemetry->track("app_start", {{"hidden", false}});
+    sample.loop.runPosted();
+    window->setProperty("page", QStringLiteral("settings"));
+    QTest::qWait(100);
+    auto* page = window->findChild<QQuickItem*>(QStringLiteral("settingsPage"));
+    if (page == nullptr) {
+        qFatal("There are no settings");
+    }
+    const QStringList tabs{"general", "voice", "tray", "appearance", "data"};
+    for (int tab = 0; tab < tabs.size(); ++tab) {
+        page->setProperty("tab", tab);
+        everyLook(preview, sample, *window, QStringLiteral("settings-%1").arg(tabs[tab]));
+    }
+    QMetaObject::invokeMethod(page, "bytesWanted");
+    everyLook(preview, sample, *window, QStringLiteral("settings-bytes"));
+}
+
 /// Pastes ten thousand terms and imports them; tells how long the window stood still at most.
 void importMany() {
     SampleWindow sample;
@@ -387,7 +459,7 @@ int main(int argc, char** argv) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     const QStringList arguments = QGuiApplication::arguments();
     if (arguments.size() < 2) {
-        qCritical("usage: ui_preview FOLDER [pages|empty|management|import|pill]");
+        qCritical("usage: ui_preview FOLDER [pages|empty|management|import|firstrun|settings|pill]");
         return 2;
     }
     const Preview preview{QDir(arguments[1]),
@@ -402,6 +474,12 @@ int main(int argc, char** argv) {
     }
     if (what.isEmpty() || what == QLatin1String("management")) {
         management(preview);
+    }
+    if (what.isEmpty() || what == QLatin1String("firstrun")) {
+        firstRun(preview);
+    }
+    if (what.isEmpty() || what == QLatin1String("settings")) {
+        settings(preview);
     }
     if (what == QLatin1String("import")) {
         importMany();

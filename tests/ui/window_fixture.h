@@ -17,9 +17,12 @@ namespace tolvik {
 /// The main window over the sample log, used by keys and by the names that assistive technology sees.
 class WindowTest : public testing::Test {
 protected:
-    WindowTest() {
+    /// With `firstRun` the log is empty and the first-run steps are shown.
+    explicit WindowTest(bool firstRun = false) : sample(firstRun) {
         QAccessible::setActive(true);
-        sample.fillTwoWeeks();
+        if (!firstRun) {
+            sample.fillTwoWeeks();
+        }
         setUpUi(engine, *sample.window->looks());
         engine.setInitialProperties(
             {{QStringLiteral("app"), QVariant::fromValue(sample.window.get())}, {QStringLiteral("visible"), true}});

@@ -103,13 +103,14 @@ RULES = {
     ),
     "app/shell": Rule(FEATURE + ("dictionary", "voice"), "the shell's logic and ports; Qt only for its types", qt=True),
     "app/models": Rule(
-        FEATURE + ("ai", "backend", "dictionary", "reports", "voice", "services", "app/shell"),
+        FEATURE + ("ai", "backend", "dictionary", "reports", "voice", "telemetry", "services", "app/shell"),
         "shows the features to QML; no adapters",
         qt=True,
     ),
     "app/pill": Rule(FEATURE + ("voice", "app/shell", "app/models"), "the pill's window; the display is a port", qt=True),
     "app": Rule(
-        FEATURE + ("ai", "dictionary", "backend", "sync", "voice", "services", "commands", "adapters", "app", "ui"),
+        FEATURE
+        + ("ai", "dictionary", "backend", "sync", "voice", "telemetry", "services", "commands", "adapters", "app", "ui"),
         "the desktop composition: the only place that joins everything",
         qt=True,
     ),

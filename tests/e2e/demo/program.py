@@ -27,7 +27,7 @@ class Program:
             os.remove(self.trace_path)
         self.output = open(os.path.join(out, "desktop.log"), "w", encoding="utf-8")
         self.process = subprocess.Popen(
-            [os.path.join(binaries, "tolvik-desktop")], stdin=subprocess.DEVNULL, stdout=self.output,
+            [os.path.join(binaries, "tolvik-desktop"), "--skip-welcome"], stdin=subprocess.DEVNULL, stdout=self.output,
             stderr=subprocess.STDOUT, env={**os.environ, "TOLVIK_TRACE_VOICE": self.trace_path})
 
     def alive(self):
