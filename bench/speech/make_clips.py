@@ -10,6 +10,7 @@ FOLDER/noise/NNN.wav holds the hundred clips in which nobody speaks. The same ca
 
 import argparse
 import array
+import itertools
 import math
 import random
 import subprocess
@@ -71,11 +72,11 @@ def trimmed(samples, before=0.15, after=0.08):
     return [0.0] * int(before * RATE) + samples[begin:end] + [0.0] * int(after * RATE)
 
 
-def speak(voice, sentence, path, chance):
+def speak(voice, sentence, take, path, chance):
     with tempfile.TemporaryDirectory() as folder:
         raw, even = folder + "/raw.wav", folder + "/even.wav"
         synthesize(voice, sentence, raw)
-        subprocess.run(["sox", "-G", raw, "-r", str(RATE), "-c", "1", "-b", "16", even], check=True)
+        subprocess.run(["sox", "-G", raw, "-r", str(RATE), "-c", "1", "-b", "16", even, *take], check=True)
         samples = trimmed(read(even))
     peak = max(abs(each) for each in samples)
     samples = [each * 0.5 / peak + chance.gauss(0, ROOM) for each in samples]
@@ -166,20 +167,19 @@ def main():
     sets.check()
     for name in options.sets.split(","):
         rows = []
+        words = sets.SETS[name]
         for voice in options.voices.split(","):
             folder = options.folder / name / voice
             folder.mkdir(parents=True, exist_ok=True)
-            sentences = [command for command in sets.SETS[name]["commands"]]
-            sentences += [("other", sentence, "none", None) for sentence in sets.OTHER]
-            for number, (kind, sentence, action, task) in enumerate(sentences):
+            for number, (take, command) in enumerate(itertools.product(words["takes"], words["commands"])):
+                kind, sentence, action, task = command
                 path = folder / f"{number:03}.wav"
                 if not path.exists():
-                    speak(voice, sentence, path, random.Random(f"{name}{voice}{number}"))
+                    speak(voice, sentence, take, path, random.Random(f"{name}{voice}{number}"))
                 rows.append("\t".join([voice, str(path.relative_to(options.folder)), kind, sentence, action,
                                        task or ""]))
-            print(name, voice, len(sentences), file=sys.stderr)
+            print(name, voice, number + 1, file=sys.stderr)
         (options.folder / f"{name}.tsv").write_text("\n".join(rows) + "\n")
-        words = sets.SETS[name]
         (options.folder / f"{name}.words").write_text(
             "\n".join(["task\t" + each for each in words["tasks"]] + ["project\t" + each for each in words["projects"]] +
                       ["term\t" + each for each in words["terms"]]) + "\n")

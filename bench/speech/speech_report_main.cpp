@@ -26,6 +26,7 @@
 // Measures speech with the real engine, the real parser and the real rules of execution (signed out).
 //
 //     speech_report accuracy FOLDER SET [-v]     per voice and kind: the right action on the right task
+//     speech_report names FOLDER SET             what the vocabulary adds to what is heard
 //     speech_report noise FOLDER                 clips without a word that became text
 //     speech_report latency FOLDER SET VOICE N   real time: release at the last word, and after 0.4 s
 
@@ -61,7 +62,7 @@ public:
 
     /// Whether the outcome is what the clip means.
     bool isRight(const SpokenClip& clip, const CommandOutcome& outcome) {
-        if (clip.kind == "other") {
+        if (clip.kind == "other" || clip.kind == "word") {
             return outcome.action == "none" || (outcome.action == "start" && !outcome.taskId);
         }
         if (clip.action != outcome.action) {
@@ -180,6 +181,65 @@ int accuracy(const std::filesystem::path& folder, const std::string& name, bool 
     return 0;
 }
 
+/// The vocabulary's terms among the words of `text`.
+std::vector<std::string> termsIn(const std::string& text, const SpeechVocabulary& vocabulary) {
+    const std::vector<std::string> spoken = words(lowerCased(text));
+    std::vector<std::string> found;
+    std::ranges::copy_if(vocabulary.terms, std::back_inserter(found), [&](const std::string& term) {
+        return std::ranges::find(spoken, lowerCased(term)) != spoken.end();
+    });
+    return found;
+}
+
+int names(const std::filesystem::path& folder, const std::string& name, bool verbose) {
+    const SpokenSet set = readSpokenSet(folder, name);
+    const auto listening = loadOrEnd();
+    Log log(set.vocabulary.taskTitles);
+    SpeechVocabulary without = set.vocabulary;
+    without.terms.clear();
+    fmt::print("{:<22} {:<6} {:>6} {:>12} {:>16} {:>10} {:>12} {:>12}\n", "heard with", "voice", "names", "names right",
+               "sentences right", "if typed", "wrong names", "of clips");
+    using Condition = std::pair<const char*, const SpeechVocabulary*>;
+    for (const auto& [label, vocabulary] :
+         {Condition("the engine alone", nullptr), Condition("titles and projects", &without),
+          Condition("the vocabulary too", &set.vocabulary)}) {
+        listening->setBias(vocabulary != nullptr);
+        listening->setVocabulary(vocabulary == nullptr ? SpeechVocabulary{} : *vocabulary);
+        struct Count {
+            int clips = 0, names = 0, right = 0, sentences = 0, typed = 0, wrong = 0;
+        };
+        std::map<std::string, Count> counts;
+        for (const SpokenClip& clip : set.clips) {
+            const auto said = termsIn(clip.sentence, set.vocabulary);
+            const std::string text = hear(*listening, readClip(clip.file)).text;
+            const auto heard = termsIn(text, set.vocabulary);
+            const bool isRight = heard == said && log.isRight(clip, log.outcomeOf(text));
+            const bool isTypedRight = log.isRight(clip, log.outcomeOf(clip.sentence));
+            for (const std::string& voice : {clip.voice, std::string("all")}) {
+                Count& count = counts[voice];
+                ++count.clips;
+                count.wrong +=
+                    std::ranges::any_of(heard, [&](auto& each) { return std::ranges::find(said, each) == said.end(); });
+                if (!said.empty()) {
+                    ++count.names;
+                    count.right += std::ranges::find(heard, said.front()) != heard.end() ? 1 : 0;
+                    count.sentences += isRight ? 1 : 0;
+                    count.typed += isTypedRight ? 1 : 0;
+                }
+            }
+            if (verbose && vocabulary == &set.vocabulary && heard != said) {
+                fmt::print("{}: said \"{}\", heard \"{}\"\n", clip.voice, clip.sentence, text);
+            }
+        }
+        for (const auto& [voice, count] : counts) {
+            const auto share = [&](int part) { return fmt::format("{:.1f} %", 100.0 * part / count.names); };
+            fmt::print("{:<22} {:<6} {:>6} {:>12} {:>16} {:>10} {:>12} {:>12}\n", label, voice, count.names,
+                       share(count.right), share(count.sentences), share(count.typed), count.wrong, count.clips);
+        }
+    }
+    return 0;
+}
+
 int noise(const std::filesystem::path& folder) {
     const SpokenSet set = readSpokenSet(folder, "noise");
     const auto listening = loadOrEnd();
@@ -271,6 +331,9 @@ int main(int count, char** values) {
     if (arguments.size() >= 3 && arguments[0] == "accuracy") {
         return tolvik::accuracy(arguments[1], arguments[2], arguments.size() > 3 && arguments[3] == "-v");
     }
+    if (arguments.size() >= 3 && arguments[0] == "names") {
+        return tolvik::names(arguments[1], arguments[2], arguments.size() > 3 && arguments[3] == "-v");
+    }
     if (arguments.size() == 2 && arguments[0] == "noise") {
         return tolvik::noise(arguments[1]);
     }
@@ -278,8 +341,9 @@ int main(int count, char** values) {
         return tolvik::latency(arguments[1], arguments[2], arguments[3],
                                static_cast<std::size_t>(std::atoi(arguments[4].c_str())));
     }
-    fmt::print(stderr,
-               "speech_report accuracy FOLDER SET [-v] | noise FOLDER | latency FOLDER SET VOICE COUNT\n"
-               "FOLDER is what make_clips.py made; SET is tuning or report.\n");
+    fmt::print(
+        stderr,
+        "speech_report accuracy FOLDER SET [-v] | names FOLDER SET [-v] | noise FOLDER | latency FOLDER SET VOICE "
+        "COUNT\nFOLDER is what make_clips.py made; SET is one of sets.py.\n");
     return 2;
 }
