@@ -1,6 +1,5 @@
 #include "adapters/speech/listening.h"
 
-#include <array>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -19,7 +18,8 @@ std::string contentOf(const std::filesystem::path& file) {
 
 // Silence before and after the words, in samples.
 constexpr std::size_t usualRoom = 8000;
-constexpr auto lessRoom = std::to_array<std::size_t>({4000, 1600});
+constexpr std::size_t lessRoom = 4000;
+constexpr std::size_t leastRoom = 1600;
 
 std::vector<float> padded(std::span<const float> samples, std::size_t room) {
     std::vector<float> out(samples.size() + 2 * room, 0.0F);
@@ -84,11 +84,16 @@ Listening::Heard Listening::hear(std::span<const float> samples, bool mayBeComma
         const std::lock_guard lock(grammarMutex_);
         grammar = bias_ && mayBeCommand ? grammar_ : nullptr;
     }
-    std::future<std::optional<std::string>> second;
+    struct Second {
+        bool listens = false;
+        std::optional<std::string> heard;
+    };
+    std::future<Second> second;
     if (grammar) {
-        second = std::async(std::launch::async, [&]() -> std::optional<std::string> {
+        second = std::async(std::launch::async, [&]() -> Second {
             const std::lock_guard lock(listenerMutex_);
-            return listener_ != nullptr && listenerGrammar_ == grammar ? listener_->hear(samples) : std::nullopt;
+            const bool listens = listener_ != nullptr && listenerGrammar_ == grammar;
+            return {listens, listens ? listener_->hear(samples) : std::nullopt};
         });
     }
     Heard heard;
@@ -98,30 +103,34 @@ Listening::Heard Listening::hear(std::span<const float> samples, bool mayBeComma
     heard.engineText = decoded(usualRoom);
     SoundEvidence evidence;
     if (grammar) {
-        evidence.grammarHeard = second.get();
-        if (evidence.grammarHeard) {
+        const Second opinion = second.get();
+        evidence.grammarHeard = opinion.heard;
+        if (opinion.listens) {
             evidence.fit = [&](const std::string& spoken) {
                 const std::lock_guard lock(listenerMutex_);
                 return listener_->fit(samples, spoken);
             };
         }
     }
-    if (heard.engineText.empty() && grammar) {
-        heard.text = bestText({}, *grammar, *pronouncer_, evidence);
-        if (!heard.text.empty()) {
-            return heard;
+    std::optional<std::string> secondTry;
+    const auto again = [&] {
+        if (!secondTry) {
+            secondTry = decoded(lessRoom);
         }
-    }
-    for (const std::size_t room : lessRoom) {
-        if (!heard.engineText.empty()) {
-            break;
-        }
-        heard.engineText = decoded(room);
-    }
-    heard.text = heard.engineText;
+        return *secondTry;
+    };
     if (grammar) {
-        evidence.again = [&] { return decoded(lessRoom.front()); };
+        evidence.again = again;
         heard.text = bestText(heard.engineText, *grammar, *pronouncer_, evidence);
+    }
+    if (heard.engineText.empty()) {
+        heard.engineText = again();
+    }
+    if (heard.engineText.empty()) {
+        heard.engineText = decoded(leastRoom);
+    }
+    if (heard.text.empty()) {
+        heard.text = heard.engineText;
     }
     return heard;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 #include <set>
+#include <utility>
 
 #include "base/text.h"
 #include "voice/hearing/command_phrases.h"
@@ -19,6 +20,10 @@ constexpr auto functionWords = std::to_array<std::string_view>(
 bool isFunctionWord(const std::string& word) {
     return std::find(functionWords.begin(), functionWords.end(), word) != functionWords.end();
 }
+
+/// Words that the engine writes for a command's first word where its own language expects them.
+constexpr auto expectedInstead =
+    std::to_array<std::pair<std::string_view, std::string_view>>({{"and", "add"}, {"at", "add"}});
 
 constexpr std::size_t longestTitle = 12;  ///< words; nobody reads a longer title out whole
 constexpr float partialPenalty = 0.35F;
@@ -232,6 +237,7 @@ std::vector<KnownSentence> CommandGrammar::nearest(const Phones& heard, std::siz
 
 std::vector<CommandGrammar::Led> CommandGrammar::withMendedLead(std::string_view text) const {
     constexpr std::size_t longestLead = 5;
+    constexpr float expectedDistance = 0.25F;
     constexpr std::size_t most = 3;
     constexpr float farthest = 0.6F;
     const std::vector<std::string> all = words(text);
@@ -247,8 +253,11 @@ std::vector<CommandGrammar::Led> CommandGrammar::withMendedLead(std::string_view
             if (lead.spoken == said) {
                 return {};
             }
+            const bool isExpected = std::ranges::find(expectedInstead, std::pair<std::string_view, std::string_view>(
+                                                                           said, lead.spoken)) != expectedInstead.end();
             for (const Phones& way : lead.ways) {
-                const float distance = soundDistance(heard, way) / std::max(1.0F, lengthOf(way));
+                float distance = soundDistance(heard, way) / std::max(1.0F, lengthOf(way));
+                distance = isExpected ? std::min(distance, expectedDistance) : distance;
                 if (distance < farthest) {
                     found.push_back(
                         {lead.text + " " + joined({all.begin() + static_cast<std::ptrdiff_t>(cut), all.end()}, " "),
@@ -264,47 +273,88 @@ std::vector<CommandGrammar::Led> CommandGrammar::withMendedLead(std::string_view
     return found;
 }
 
-std::string CommandGrammar::withMendedNames(std::string_view text, const AcceptName& accept) const {
-    constexpr float near = 0.34F;
-    std::vector<std::string> all = words(text);
-    const auto stretch = [&](std::size_t begin, std::size_t end) {
-        return spokenWords(joined(
-            {all.begin() + static_cast<std::ptrdiff_t>(begin), all.begin() + static_cast<std::ptrdiff_t>(end)}, " "));
-    };
-    for (const Part& name : names_) {
-        const std::size_t longest = words(name.spoken).size() + 1;
-        float bestDistance = near;
-        std::size_t bestBegin = 0;
-        std::size_t bestEnd = 0;
-        for (std::size_t begin = 0; begin < all.size(); ++begin) {
-            for (std::size_t end = begin + 1; end <= std::min(all.size(), begin + longest); ++end) {
-                const auto spoken = stretch(begin, end);
-                float distance = joined(spoken, " ") == name.spoken ? -1.0F : near;
-                const Phones heard = distance < 0 ? Phones() : pronouncer_.sentence(spoken);
-                for (const Phones& way : name.ways) {
-                    distance = std::min(distance, soundDistance(heard, way) / std::max(1.0F, lengthOf(way)));
-                }
-                if (distance < bestDistance) {
-                    bestDistance = distance;
-                    bestBegin = begin;
-                    bestEnd = end;
-                }
+std::string CommandGrammar::textOf(std::span<const Word> all) {
+    std::string text;
+    for (const Word& word : all) {
+        text += (text.empty() ? "" : " ") + word.text;
+    }
+    return text;
+}
+
+CommandGrammar::Stretch CommandGrammar::likest(const Part& name, const std::vector<Word>& all) const {
+    Stretch best{0, 0, std::numeric_limits<float>::max()};
+    const std::size_t longest = words(name.spoken).size() + 1;
+    for (std::size_t begin = 0; begin < all.size(); ++begin) {
+        for (std::size_t end = begin + 1; end <= std::min(all.size(), begin + longest) && !all[end - 1].isName; ++end) {
+            const auto spoken = spokenWords(textOf(std::span(all).subspan(begin, end - begin)));
+            if (joined(spoken, " ") == name.spoken) {
+                return {begin, end, -1.0F};
             }
-        }
-        if (bestEnd > bestBegin) {
-            const auto heard = stretch(bestBegin, bestEnd);
-            const bool wereWords =
-                std::all_of(heard.begin(), heard.end(), [&](const auto& word) { return pronouncer_.isKnown(word); });
-            std::vector<std::string> mended = all;
-            const auto at = mended.erase(mended.begin() + static_cast<std::ptrdiff_t>(bestBegin),
-                                         mended.begin() + static_cast<std::ptrdiff_t>(bestEnd));
-            mended.insert(at, name.text);
-            if (bestDistance < 0 || accept(joined(mended, " "), wereWords)) {
-                all = std::move(mended);
+            const Phones heard = pronouncer_.sentence(spoken);
+            for (const Phones& way : name.ways) {
+                const float distance = soundDistance(heard, way) / std::max(1.0F, lengthOf(way));
+                if (distance < best.distance) {
+                    best = {begin, end, distance};
+                }
             }
         }
     }
-    return joined(all, " ");
+    return best;
+}
+
+std::string CommandGrammar::withMendedNames(std::string_view text, const ScoreName& score) const {
+    constexpr float farthest = 0.6F;
+    constexpr std::size_t mostAsked = 4;
+    constexpr int mostNames = 3;
+    std::vector<Word> all;
+    for (std::string& word : words(text)) {
+        all.push_back({std::move(word)});
+    }
+    const auto replaced = [&](const Stretch& stretch, const Part& name) {
+        std::vector<Word> mended = all;
+        const auto begin = mended.begin() + static_cast<std::ptrdiff_t>(stretch.begin);
+        const auto at = mended.erase(begin, mended.begin() + static_cast<std::ptrdiff_t>(stretch.end));
+        mended.insert(at, {name.text, true});
+        return mended;
+    };
+    std::vector<const Part*> open;
+    for (const Part& name : names_) {
+        if (const Stretch stretch = likest(name, all); stretch.distance < 0) {
+            all = replaced(stretch, name);
+        } else {
+            open.push_back(&name);
+        }
+    }
+    for (int round = 0; round < mostNames; ++round) {
+        std::vector<std::pair<Stretch, const Part*>> likely;
+        for (const Part* name : open) {
+            if (const Stretch stretch = likest(*name, all); stretch.distance < farthest) {
+                likely.emplace_back(stretch, name);
+            }
+        }
+        std::ranges::stable_sort(likely, {}, [](const auto& each) { return each.first.distance; });
+        likely.resize(std::min(likely.size(), mostAsked));
+        std::optional<double> bestScore;
+        const Part* bestName = nullptr;
+        std::vector<Word> best;
+        for (const auto& [stretch, name] : likely) {
+            auto mended = replaced(stretch, *name);
+            const auto heard = spokenWords(textOf(std::span(all).subspan(stretch.begin, stretch.end - stretch.begin)));
+            const bool wereWords = std::ranges::all_of(heard, [&](auto& word) { return pronouncer_.isKnown(word); });
+            const auto found = score(textOf(mended), {stretch.distance, wereWords, stretch.begin == 0});
+            if (found && (!bestScore || *found > *bestScore)) {
+                bestScore = found;
+                bestName = name;
+                best = std::move(mended);
+            }
+        }
+        if (bestName == nullptr) {
+            break;
+        }
+        all = std::move(best);
+        std::erase(open, bestName);
+    }
+    return textOf(all);
 }
 
 std::string CommandGrammar::jsgf() const {

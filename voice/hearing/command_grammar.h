@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,11 +48,17 @@ public:
     };
     /// The likeliest such texts, nearest first; none when the first words are such a phrase already.
     [[nodiscard]] std::vector<Led> withMendedLead(std::string_view text) const;
-    /// Asked before a stretch is replaced by a name: the whole text then, and whether the stretch was made of words
-    /// that the dictionary knows, and so may have been meant.
-    using AcceptName = std::function<bool(const std::string& mended, bool wereWords)>;
-    /// `text` with stretches that sound like a name, or like a title's word that no dictionary has, replaced by it.
-    [[nodiscard]] std::string withMendedNames(std::string_view text, const AcceptName& accept) const;
+    /// A stretch of a text that sounds like a name.
+    struct NamePlace {
+        float distance = 0;      ///< 0 for the same sounds, about 1 for others
+        bool wereWords = false;  ///< it is made of words that the dictionary knows, and so may have been meant
+        bool isFirst = false;    ///< the text begins with it, where commands have their first word
+    };
+    /// Asked before a stretch is replaced by a name: how good the whole text would be then, none to leave it.
+    using ScoreName = std::function<std::optional<double>(const std::string& mended, const NamePlace& place)>;
+    /// `text` with stretches that sound like a name, or like a title's word that no dictionary has, replaced by it; of
+    /// several names for a stretch the one with the best score. Asks for the few likeliest only.
+    [[nodiscard]] std::string withMendedNames(std::string_view text, const ScoreName& score) const;
 
     /// The grammar in JSGF, its words as spoken.
     [[nodiscard]] std::string jsgf() const;
@@ -67,6 +75,18 @@ private:
     };
     [[nodiscard]] Part part(std::string text) const;
     [[nodiscard]] std::vector<Phones> waysToSay(const std::vector<std::string>& spoken) const;
+    struct Stretch {
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        float distance = 0;
+    };
+    /// A word of a text; one that is a name already is left alone.
+    struct Word {
+        std::string text;
+        bool isName = false;
+    };
+    [[nodiscard]] Stretch likest(const Part& name, const std::vector<Word>& all) const;
+    [[nodiscard]] static std::string textOf(std::span<const Word> all);
 
     const Pronouncer& pronouncer_;
     std::vector<Part> sentences_;   ///< without a task

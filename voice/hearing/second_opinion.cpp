@@ -1,6 +1,7 @@
 #include "voice/hearing/second_opinion.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/text.h"
 #include "voice/hearing/command_phrases.h"
@@ -22,14 +23,21 @@ constexpr float distantAgreement = 0.55F;
 constexpr double clearFitGain = 4.0;
 constexpr double loneFit = -25.5;
 constexpr float sureWordDistance = 0.4F;
-constexpr float unsureWordDistance = 0.6F;
-constexpr double unsureWordLoss = 1.5;
+constexpr float unsureWordDistance = 0.9F;
+constexpr double unsureWordLoss = 0.6;
+constexpr float severalWordsDistance = 0.55F;
+constexpr std::size_t mostWordsForOne = 3;
+constexpr double otherWordGain = 1.0;
 constexpr double otherTextGain = 0.3;
 constexpr float nearLead = 0.3F;
+constexpr float nearLeadUnheard = 0.25F;
 constexpr double nearLeadLoss = 0.7;
 constexpr double farLeadGain = 0.3;
-constexpr double nameForWordsLoss = 0.3;
-constexpr double nameForNonsenseLoss = 4.0;
+constexpr float nearName = 0.34F;
+constexpr float farNameForWords = 0.45F;
+constexpr double nameForWordsGain = -1.5;
+constexpr double gainByDistance = 4.0;
+constexpr double nameForNonsenseLoss = 3.0;
 
 /// A title of one short word has few sounds: a likeness of a third of it is no likeness.
 bool isLongEnough(const KnownSentence& sentence) {
@@ -102,28 +110,33 @@ public:
         : grammar_(grammar), pronouncer_(pronouncer), evidence_(evidence) {}
 
     std::string best(std::string text) {
-        if (spokenWords(text).empty()) {
-            return loneCommand({}).value_or(text);
+        if (evidence_.fit && isCommandAlone(text) && !grammarAgrees(joined(spokenWords(text), " "))) {
+            return surerWord(text);
         }
-        if (auto known = knownSentence(text)) {
-            return *known;
-        }
-        const std::string other = evidence_.again ? withoutPunctuation(evidence_.again()) : std::string();
-        if (spokenWords(text).size() == 1) {
-            if (auto command = loneCommand({text, other})) {
-                return *command;
-            }
-        }
-        if (const auto spoken = spokenWords(other); !spoken.empty() && spoken != spokenWords(text)) {
-            if (auto known = knownSentence(other)) {
+        if (!spokenWords(text).empty()) {
+            if (auto known = knownSentence(text)) {
                 return *known;
             }
-            Judge judge(evidence_, joined(spokenWords(text), " "));
-            if (judge.gain(joined(spoken, " ")).value_or(-100.0) >= otherTextGain) {
-                text = other;
-            }
         }
-        return mended(text);
+        const std::string other = evidence_.again ? withoutPunctuation(evidence_.again()) : std::string();
+        if (auto command = loneCommand(text, other)) {
+            return *command;
+        }
+        const auto spoken = spokenWords(other);
+        if (spoken.empty() || spoken == spokenWords(text)) {
+            return mended(text);
+        }
+        if (auto known = knownSentence(other)) {
+            return *known;
+        }
+        if (spokenWords(text).empty()) {
+            return mended(other);
+        }
+        // Both tries are put right before they are compared: a name may be in one of them only.
+        const std::string one = mended(text);
+        const std::string two = mended(other);
+        Judge judge(evidence_, joined(spokenWords(one), " "));
+        return judge.gain(joined(spokenWords(two), " ")).value_or(-100.0) >= otherTextGain ? two : one;
     }
 
 private:
@@ -161,54 +174,115 @@ private:
         return std::nullopt;
     }
 
-    /// The command that was said, when the engine wrote `tries` for it: nothing at all, or one word which sounds like
-    /// it. One word alone is nearly always a command, and the engine, which lives on context, hears those worst. A word
-    /// on which its tries agree is taken for another only when both are much alike.
-    std::optional<std::string> loneCommand(const std::vector<std::string>& tries) {
-        if (!evidence_.fit) {
-            return std::nullopt;
-        }
+    static bool isCommandAlone(const std::string& text) {
         static const std::vector<std::string> lone = loneCommands();
-        std::vector<std::string> meant = lone;
-        if (evidence_.grammarHeard && words(*evidence_.grammarHeard).size() > 1) {
-            const auto known = grammar_.nearest(pronouncer_.sentence(words(*evidence_.grammarHeard)), 1);
-            if (!known.empty() && known.front().task == KnownSentence::Task::none) {
-                meant.push_back(known.front().spoken);
+        return std::ranges::find(lone, joined(spokenWords(text), " ")) != lone.end();
+    }
+
+    /// The grammar heard that command, alone or with a word more that changes nothing ("stop it").
+    bool grammarAgrees(const std::string& command) const {
+        const auto heard = evidence_.grammarHeard ? words(*evidence_.grammarHeard) : std::vector<std::string>();
+        return !heard.empty() && heard.size() <= 2 && heard.front() == command;
+    }
+
+    /// The engine wrote a command of one word that the grammar did not hear: a second try may write another word, which
+    /// fits better.
+    std::string surerWord(const std::string& text) {
+        const std::string other = evidence_.again ? withoutPunctuation(evidence_.again()) : std::string();
+        Judge judge(evidence_, joined(spokenWords(text), " "));
+        const bool isBetter = spokenWords(other).size() == 1 && spokenWords(other) != spokenWords(text) &&
+                              judge.gain(joined(spokenWords(other), " ")).value_or(-100.0) >= otherWordGain;
+        return isBetter ? other : text;
+    }
+
+    /// The command of one word that was said, when the engine's two tries wrote something like it, or nothing. The
+    /// engine, which lives on context, hears single words worst, so the grammar must have heard the command and the
+    /// sound fit it: about as well as what was written, and better where both tries wrote the same.
+    std::optional<std::string> loneCommand(const std::string& text, const std::string& other) {
+        std::vector<std::string> tries;
+        for (const std::string& each : {text, other}) {
+            if (const auto spoken = spokenWords(each); spoken.size() > mostWordsForOne) {
+                return std::nullopt;
+            } else if (!spoken.empty()) {
+                tries.push_back(joined(spoken, " "));
             }
         }
-        const bool sure = tries.size() > 1 && spokenWords(tries.front()) == spokenWords(tries.back());
-        const double written =
-            tries.empty() ? loneFit : evidence_.fit(joined(spokenWords(tries.front()), " ")).value_or(-100.0);
-        double bestFit = written - (tries.empty() || sure ? 0 : unsureWordLoss);
+        if (!evidence_.fit || !evidence_.grammarHeard) {
+            return std::nullopt;
+        }
+        const bool sure = tries.size() > 1 && tries.front() == tries.back();
+        const bool isOneWord = std::ranges::all_of(tries, [](auto& each) { return each.find(' ') == each.npos; });
+        double leastFit = tries.empty() ? loneFit : -100.0;
+        for (const std::string& each : tries) {
+            leastFit =
+                std::max(leastFit, evidence_.fit(each).value_or(-100.0) - (sure || !isOneWord ? 0.0 : unsureWordLoss));
+        }
+        const float farthest = !isOneWord ? severalWordsDistance : sure ? sureWordDistance : unsureWordDistance;
         std::optional<std::string> best;
-        for (const std::string& command : meant) {
+        for (const std::string& command : commandsHeard()) {
             const Phones sounds = pronouncer_.sentence(words(command));
-            const bool isLike = tries.empty()
-                                    ? evidence_.grammarHeard == command
-                                    : std::ranges::any_of(tries, [&](const std::string& each) {
-                                          return distanceOf(pronouncer_.sentence(spokenWords(each)), sounds) <=
-                                                 (sure ? sureWordDistance : unsureWordDistance);
-                                      });
-            if (const auto fit = isLike ? evidence_.fit(command) : std::nullopt; fit && *fit >= bestFit) {
-                bestFit = *fit;
+            const auto fit = evidence_.fit(command);
+            // Where the engine wrote nothing at first, its second try is a guess that need not sound like the command.
+            const bool isLike = (spokenWords(text).empty() && fit.value_or(-100.0) >= loneFit) ||
+                                std::ranges::any_of(tries, [&](const std::string& each) {
+                                    return distanceOf(pronouncer_.sentence(words(each)), sounds) <= farthest;
+                                });
+            if (isLike && fit && *fit >= leastFit) {
+                leastFit = *fit;
                 best = command;
             }
         }
         return best;
     }
 
+    /// The commands of one word that agree with what the grammar heard, and what it heard when that names no task.
+    std::vector<std::string> commandsHeard() const {
+        static const std::vector<std::string> lone = loneCommands();
+        std::vector<std::string> heard;
+        std::ranges::copy_if(lone, std::back_inserter(heard), [&](auto& each) { return grammarAgrees(each); });
+        if (heard.empty() && words(*evidence_.grammarHeard).size() > 1) {
+            const auto known = grammar_.nearest(pronouncer_.sentence(words(*evidence_.grammarHeard)), 1);
+            if (!known.empty() && known.front().task == KnownSentence::Task::none) {
+                heard.push_back(known.front().spoken);
+            }
+        }
+        return heard;
+    }
+
+    /// How much better the sound fits a text with a name in the place of other words; none when too little. Real words
+    /// give way only to a better fit, the more so the less they sound like the name.
+    static std::optional<double> scoreOf(const CommandGrammar::NamePlace& place, std::optional<double> gain) {
+        if (!gain) {
+            return std::nullopt;
+        }
+        const bool isNear = place.distance <= nearName && *gain >= 0;
+        if (place.isFirst) {
+            return isNear ? gain : std::nullopt;
+        }
+        const bool fits = place.wereWords
+                              ? place.distance <= farNameForWords &&
+                                    *gain >= nameForWordsGain + gainByDistance * static_cast<double>(place.distance)
+                              : *gain >= -nameForNonsenseLoss;
+        return fits ? gain : std::nullopt;
+    }
+
     /// The text with names and first words put right.
     std::string mended(const std::string& text) {
         Judge judge(evidence_, joined(spokenWords(text), " "));
-        const auto isFit = [&](const std::string& candidate, double loss) {
-            const auto gain = judge.gain(joined(spokenWords(candidate), " "));
-            return evidence_.fit ? gain && *gain >= -loss : loss > 0;
+        const auto gainOf = [&](const std::string& candidate) {
+            return judge.gain(joined(spokenWords(candidate), " "));
         };
-        std::string named = grammar_.withMendedNames(text, [&](const std::string& candidate, bool wereWords) {
-            return isFit(candidate, wereWords ? nameForWordsLoss : nameForNonsenseLoss);
-        });
+        std::string named = grammar_.withMendedNames(
+            text, [&](const std::string& candidate, const CommandGrammar::NamePlace& place) -> std::optional<double> {
+                if (!evidence_.fit) {
+                    return place.distance <= nearName ? std::optional(1.0 - static_cast<double>(place.distance))
+                                                      : std::nullopt;
+                }
+                return scoreOf(place, gainOf(candidate));
+            });
         for (CommandGrammar::Led& led : grammar_.withMendedLead(named)) {
-            if (isFit(led.text, led.distance < nearLead ? nearLeadLoss : -farLeadGain)) {
+            const double least = led.distance < nearLead ? -nearLeadLoss : farLeadGain;
+            if (evidence_.fit ? gainOf(led.text).value_or(-100.0) >= least : led.distance < nearLeadUnheard) {
                 return led.text;
             }
         }

@@ -115,15 +115,31 @@ TEST_F(SecondOpinion, WhatIsFarIsTakenOnlyWhenTheGrammarAndTheSoundAgree) {
 }
 
 TEST_F(SecondOpinion, AWordAloneBecomesACommandOnlyWhereTheEngineIsUnsure) {
-    auto clause = sound("pause", {{"clause", -23.0}, {"pause", -23.8}, {"plus", -21.0}});
+    auto clause = sound("pause", {{"clause", -23.0}, {"pause", -23.4}, {"plus", -21.0}});
     clause.again = [] { return std::string("Claws."); };
     EXPECT_EQ(best("Clause.", clause), "pause");
     clause.again = [] { return std::string("Clause."); };
     EXPECT_EQ(best("Clause.", clause), "Clause");
+    clause.again = [] { return std::string("Plus."); };
+    EXPECT_EQ(best("Clause.", clause), "Plus") << "the other try fits better than the command";
     auto nothing = sound("pause", {{"pause", -24.0}});
     EXPECT_EQ(best("", nothing), "pause");
     EXPECT_EQ(best("", sound("pause", {{"pause", -27.0}})), "");
     EXPECT_EQ(best("", sound("start monthly", {{"pause", -24.0}})), "");
+    nothing = sound("stop it", {{"shop", -27.7}, {"stop", -30.1}, {"stop it", -30.1}});
+    nothing.again = [] { return std::string("Shop."); };
+    EXPECT_EQ(best("", nothing), "Shop") << "a word that the second try finds stands beside the command";
+}
+
+TEST_F(SecondOpinion, ACommandThatTheGrammarDidNotHearIsTriedAgain) {
+    auto evidence = sound("start monthly", {{"done", -25.7}, {"dumb", -23.9}, {"dawn", -25.0}});
+    evidence.again = [] { return std::string("Dumb."); };
+    EXPECT_EQ(best("Done.", evidence), "Dumb");
+    evidence.again = [] { return std::string("Dawn."); };
+    EXPECT_EQ(best("Done.", evidence), "Done") << "not much better";
+    evidence.grammarHeard = "done it";
+    evidence.again = [] { return std::string("Dumb."); };
+    EXPECT_EQ(best("Done.", evidence), "done");
 }
 
 TEST_F(SecondOpinion, ASecondTryCountsWhenItFitsBetterOrNamesATask) {
@@ -150,6 +166,19 @@ TEST_F(SecondOpinion, NamesReplaceWhatIsNoWordAndRealWordsOnlyWhenTheyFitAsWell)
     };
     EXPECT_EQ(best("Begin to reform test", fits(-15, -14)), "Begin Terraform test");
     EXPECT_EQ(best("Begin to reform test", fits(-14, -18)), "Begin to reform test");
+
+    // A name that was put in is not taken for another name that sounds a little like it.
+    const CommandGrammar alike(pronouncer_, {{}, {"Kelvora", "Calvaro"}});
+    const auto both =
+        sound(std::nullopt, {{"begin kelfora test", -16}, {"begin kelvora test", -14}, {"begin calvaro test", -15}});
+    EXPECT_EQ(bestText("Begin Kelfora test", alike, pronouncer_, both), "Begin Kelvora test");
+
+    // A second try may hold what the first one lost, and where a command begins no name is put for a likeness.
+    auto twice = sound("start monthly", {{"start lunch with tam sun", -19.0}, {"start lunch with tamsin", -14.0}});
+    twice.again = [] { return std::string("Start lunch with Tam sun."); };
+    EXPECT_EQ(best("Start lunch with thousands", twice), "Start lunch with Tamsin");
+    EXPECT_EQ(best("Terafon lunch", sound("start monthly", {{"terafon lunch", -14.0}, {"terraform lunch", -15.0}})),
+              "Terafon lunch");
 }
 
 TEST_F(SecondOpinion, AMisheardLeadIsMendedBeforeANewTitle) {
