@@ -275,6 +275,7 @@ OnboardingPorts DesktopApp::Impl::onboardingPorts() {
                 [this](bool skipped, bool hasSpoken) {
                     usage->note("onboarding_completed", {{"skipped", skipped}, {"spoke", hasSpoken}});
                     answers->sync();
+                    notifications.post(Notification::profileChanged);
                     notifications.post(Notification::onboardingCompleted);
                 },
             .reset =
