@@ -2,14 +2,14 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <simdjson.h>
 #include <utility>
+
+#include "base/json_reader.h"
 
 namespace tolvik {
 namespace {
 
 constexpr std::size_t kLargestAnswer = 1'000'000;
-constexpr std::size_t kMaxDepth = 32;
 
 AuthError networkError(const HttpFailure& failed) {
     return failed.kind == HttpFailure::Kind::invalidUrl ? AuthError{AuthError::Kind::invalidUrl}
@@ -34,15 +34,12 @@ std::string textMember(const simdjson::dom::object& object, std::string_view key
 }
 
 std::optional<VerifiedSession> readSession(std::string_view body) {
-    simdjson::dom::parser parser(kLargestAnswer);
-    simdjson::dom::object object;
+    JsonReader reader({.bytes = kLargestAnswer});
+    const auto object = reader.readObject(body);
     simdjson::dom::object user;
     std::string_view token;
-    if (body.size() > kLargestAnswer ||
-        parser.allocate(std::max(body.size(), std::size_t{1} << 10U), kMaxDepth) != simdjson::SUCCESS ||
-        parser.parse(body.data(), body.size(), true).get(object) != simdjson::SUCCESS ||
-        object.at_key("token").get(token) != simdjson::SUCCESS ||
-        object.at_key("user").get(user) != simdjson::SUCCESS || token.empty()) {
+    if (!object || object->at_key("token").get(token) != simdjson::SUCCESS ||
+        object->at_key("user").get(user) != simdjson::SUCCESS || token.empty()) {
         return std::nullopt;
     }
     return VerifiedSession{std::string(token), textMember(user, "id"), textMember(user, "email"),

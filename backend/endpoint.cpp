@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <simdjson.h>
 #include <spdlog/spdlog.h>
 #include <utility>
 
+#include "base/json_reader.h"
 #include "base/json_writer.h"
 #include "base/text.h"
 
 namespace tolvik {
 namespace {
 
-constexpr std::size_t kMaxDepth = 32;
 constexpr std::size_t kMaxErrorBody = 1'000'000;
 
 bool isUrlCharacter(char c) {
@@ -182,14 +181,12 @@ std::optional<std::int64_t> retryAfterSeconds(const HttpHeaders& headers) {
 
 ServerMessage readServerMessage(std::string_view body) {
     // A hostile body is read no further than a real one reaches.
-    simdjson::dom::parser parser(kMaxErrorBody);
-    simdjson::dom::object object;
-    if (body.size() > kMaxErrorBody ||
-        parser.allocate(std::max(body.size(), std::size_t{1} << 10U), kMaxDepth) != simdjson::SUCCESS ||
-        parser.parse(body.data(), body.size(), true).get(object) != simdjson::SUCCESS) {
+    JsonReader reader({.bytes = kMaxErrorBody});
+    const auto object = reader.readObject(body);
+    if (!object) {
         return {};
     }
-    return {textMember(object, "error"), textMember(object, "code")};
+    return {textMember(*object, "error"), textMember(*object, "code")};
 }
 
 std::string briefServerMessage(std::string_view body) {

@@ -57,7 +57,15 @@ void Session::take(Kept kept) {
     token_ = std::move(*kept);
 }
 
+void Session::lookAgainAhead() {
+    lookAgain();
+    if (loadsAhead_) {
+        loadsAhead_();
+    }
+}
+
 void Session::loadAhead(Workers& workers, MainLoop& loop) {
+    loadsAhead_ = [this, &workers, &loop] { loadAhead(workers, loop); };
     if (token_ || isLoading_ || !wasEverSignedIn()) {
         return;
     }

@@ -32,8 +32,10 @@ public:
     /// Reads the token on a worker, because the secret store may wait for the user to unlock it; `onChanged` follows.
     /// Until then nobody counts as signed in. Does nothing where the token is known already.
     void loadAhead(Workers& workers, MainLoop& loop);
-    /// Forgets the problem: the next question for the token asks the secret store again.
+    /// Forgets the problem: the next question for the token asks the secret store again, and whoever asks waits for it.
     void lookAgain() { problem_.clear(); }
+    /// Likewise, and on the worker of `loadAhead` where that was called: nobody waits, and `onChanged` follows.
+    void lookAgainAhead();
     /// True with a token and an e-mail.
     [[nodiscard]] bool isSignedIn();
     /// Empty when there is none. It stays after a session has expired, until a sign-out or the next sign-in.
@@ -77,6 +79,7 @@ private:
         Session* session = nullptr;
     };
     std::shared_ptr<Ahead> ahead_ = std::make_shared<Ahead>();
+    std::function<void()> loadsAhead_;
     Signal<> expired_;
     Signal<> changed_;
 };

@@ -88,6 +88,28 @@ TEST_F(SessionTest, readsAheadOnAWorker) {
     EXPECT_FALSE(signedOut.isSignedIn()) << "what was read before does not come back";
 }
 
+TEST_F(SessionTest, looksAgainOnAWorkerWhereNobodyMayWait) {
+    ASSERT_TRUE(session.establish("t", "u1", "ann@example.org", ""));
+    FakeClock clock;
+    VirtualMainLoop loop(clock);
+    ImmediateWorkers workers;
+    Session restarted(values, secrets);
+    secrets.problem = SecretProblem{"locked"};
+    restarted.loadAhead(workers, loop);
+    loop.runPosted();
+    EXPECT_EQ(restarted.problem(), "locked");
+    secrets.problem.reset();
+    const int reads = secrets.reads;
+    restarted.lookAgainAhead();
+    EXPECT_EQ(secrets.reads, reads + 1);
+    EXPECT_FALSE(restarted.isSignedIn());
+    EXPECT_EQ(secrets.reads, reads + 1) << "whoever asks meanwhile does not wait for the keyring";
+    loop.runPosted();
+    EXPECT_TRUE(restarted.isSignedIn());
+    restarted.lookAgainAhead();
+    EXPECT_EQ(secrets.reads, reads + 1) << "what is known is not asked for";
+}
+
 TEST_F(SessionTest, endsOnceForTheTokenThatWasRefused) {
     ASSERT_TRUE(session.establish("old", "u1", "ann@example.org", "Ann"));
     ASSERT_TRUE(session.establish("new", "u1", "ann@example.org", "Ann"));

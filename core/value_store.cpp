@@ -1,5 +1,6 @@
 #include "core/value_store.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace tolvik {
@@ -48,7 +49,18 @@ std::optional<std::int64_t> ValueStore::integer(std::string_view key) const {
 }
 
 std::string ValueStore::text(std::string_view key, std::string_view otherwise) const {
-    const auto value = jsonValue(*this, key);
+    const auto bytes = get(key);
+    if (!bytes || !*bytes) {
+        return std::string(otherwise);
+    }
+    const std::string& json = **bytes;
+    // Some texts are asked for all the time: a plain one needs no parser.
+    const bool isQuoted = json.size() >= 2 && json.front() == '"' && json.back() == '"';
+    const auto isPlain = [](char c) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; };
+    if (isQuoted && std::all_of(json.begin() + 1, json.end() - 1, isPlain)) {
+        return json.substr(1, json.size() - 2);
+    }
+    const auto value = nlohmann::json::parse(json, nullptr, false);
     return value.is_string() ? value.get<std::string>() : std::string(otherwise);
 }
 

@@ -79,6 +79,7 @@ TEST_F(OutboxDrainTest, SendsInOrderOneAtATimeAndForgetsDurably) {
     answer(204);
     ASSERT_EQ(http.exchanges.size(), 2U);
     EXPECT_FALSE(http.last().body);
+    loop.runFor(OutboxQueue::kTogether);
     restart();
     EXPECT_EQ(outbox->pendingCount(), 1U) << "the first is not sent again";
     outbox->flush();
@@ -88,6 +89,47 @@ TEST_F(OutboxDrainTest, SendsInOrderOneAtATimeAndForgetsDurably) {
     restart();
     EXPECT_EQ(outbox->pendingCount(), 0U);
     EXPECT_THAT(outbox->queue().heldIds(), IsEmpty());
+}
+
+TEST_F(OutboxDrainTest, WhatLeavesTheQueueIsCommittedTogether) {
+    for (int i = 0; i < 100; ++i) {
+        owe("PATCH", "/tasks/A", "A", R"({"title":"x"})", R"({"id":"A","title":"a"})");
+    }
+    loop.runFor(Millis{60'000});
+    const std::size_t before = values.commits.size();
+    for (int i = 0; i < 99; ++i) {
+        answer(200);
+    }
+    EXPECT_EQ(values.commits.size(), before);
+    loop.runFor(OutboxQueue::kTogether);
+    EXPECT_EQ(values.commits.size(), before + 1);
+    answer(200);
+    EXPECT_EQ(values.commits.size(), before + 2) << "the last one at once";
+    restart();
+    EXPECT_EQ(outbox->pendingCount(), 0U);
+    EXPECT_THAT(outbox->queue().heldIds(), IsEmpty());
+}
+
+TEST_F(OutboxDrainTest, AProcessThatDiesBeforeTheCommitSendsTheSameOperationsAgain) {
+    owe("PATCH", "/tasks/A", "A", R"({"title":"x"})", R"({"id":"A","title":"a"})");
+    owe("PATCH", "/tasks/B", "B", R"({"title":"y"})", R"({"id":"B","title":"b"})");
+    const std::string first = outbox->ops().front().id;
+    answer(200);
+    restart();
+    ASSERT_EQ(outbox->pendingCount(), 2U);
+    EXPECT_EQ(outbox->ops().front().id, first) << "by which the server knows it";
+    outbox->flush();
+    answer(200);
+    // A change of the same record is committed at once, and what left the queue goes before it.
+    owe("PATCH", "/tasks/A", "A", R"({"title":"z"})", R"({"id":"A","title":"x"})");
+    restart();
+    EXPECT_EQ(outbox->pendingCount(), 2U);
+    outbox->flush();
+    answer(200);
+    answer(409);
+    ASSERT_EQ(restored.size(), 1U);
+    EXPECT_EQ(restored[0].record, R"({"id":"A","title":"x"})") << "as the server has it";
+    EXPECT_EQ(outbox->pendingCount(), 0U);
 }
 
 TEST_F(OutboxDrainTest, WaitsLongerAndLongerWhileOffline) {
@@ -126,6 +168,7 @@ TEST_F(OutboxDrainTest, ARecordIsItsServerCopyAndWhatIsStillQueued) {
     owe("PATCH", "/tasks/C", "C", R"({"title":"y"})", R"({"id":"C","title":"x","isActive":false})");
     owe("PATCH", "/tasks/C", "C", R"({"isActive":true})", R"({"id":"C","title":"y","isActive":false})");
     answer(200);
+    loop.runFor(OutboxQueue::kTogether);
     restart();
     outbox->flush();
     answer(409);

@@ -1,10 +1,10 @@
 #include "sync/outbox_journal.h"
 
 #include <algorithm>
-#include <simdjson.h>
 #include <unordered_map>
 #include <unordered_set>
 
+#include "base/json_reader.h"
 #include "base/json_writer.h"
 
 namespace tolvik {
@@ -20,9 +20,10 @@ std::optional<OutboxOp> readOp(std::string_view json) {
 }
 
 std::optional<std::string> readDone(const std::string& item) {
-    simdjson::dom::parser parser;
+    JsonReader reader({.bytes = item.size()});
+    const auto object = reader.readObject(item);
     std::string_view id;
-    if (parser.parse(item)["done"].get(id) != simdjson::SUCCESS) {
+    if (!object || object->at_key("done").get(id) != simdjson::SUCCESS) {
         return std::nullopt;
     }
     return std::string(id);

@@ -2,15 +2,18 @@
 
 #include <cmath>
 #include <fmt/format.h>
-#include <simdjson.h>
 
 #include "base/base64.h"
+#include "base/json_reader.h"
 #include "base/json_writer.h"
 
 namespace tolvik {
 namespace {
 
 using simdjson::dom::element;
+
+/// A million operations and more.
+constexpr std::size_t kLargestFile = 2'000'000'000;
 
 bool readText(const element& object, std::string_view key, std::string& out) {
     std::string_view text;
@@ -86,16 +89,13 @@ void appendOp(std::string& out, const OutboxOp& op) {
 }
 
 Result<std::vector<OutboxOp>, std::string> readOps(std::string_view json) {
-    if (json.empty()) {
-        return failure(std::string("the file is empty"));
-    }
-    simdjson::dom::parser parser;
-    element root;
-    if (const auto problem = parser.parse(json.data(), json.size()).get(root); problem != simdjson::SUCCESS) {
-        return failure(std::string(simdjson::error_message(problem)));
+    JsonReader reader({.bytes = kLargestFile});
+    const auto root = reader.read(json);
+    if (!root) {
+        return failure(std::string(root.error()));
     }
     simdjson::dom::array items;
-    if (root.get(items) != simdjson::SUCCESS) {
+    if (root->get(items) != simdjson::SUCCESS) {
         return failure(std::string("not an array"));
     }
     std::vector<OutboxOp> ops;

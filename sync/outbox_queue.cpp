@@ -22,6 +22,8 @@ constexpr std::uintmax_t kBytesPerSecond = 100'000;
 /// A process that ends writes a file of up to this size in any case.
 constexpr std::uintmax_t kSmallFile = 256'000;
 constexpr std::size_t kTrimAt = 64;
+/// After the disk refused.
+constexpr Millis kAgain{1000};
 
 /// Brings the file up to the journal.
 bool extendFile(const std::string& path, Instant now, const std::vector<JournalItem>& items, bool sync) {
@@ -64,6 +66,8 @@ std::string OutboxQueue::filePathOf(const std::string& user) const {
 void OutboxQueue::append(WriteBatch& batch, std::span<const Mutation> mutations) {
     const std::string present = user();
     follow();
+    // Items on one record stay in order.
+    std::ranges::move(takeUnsaved().writes, std::back_inserter(batch.writes));
     if (earlyUser_ != present) {
         early_.clear();
         earlyUser_ = present;
@@ -101,6 +105,7 @@ void OutboxQueue::append(WriteBatch& batch, std::span<const Mutation> mutations)
 
 void OutboxQueue::keepCopies(WriteBatch& batch, std::span<const ServerCopy> copies) {
     load();
+    std::ranges::move(takeUnsaved().writes, std::back_inserter(batch.writes));
     for (const ServerCopy& copy : copies) {
         ServerCopies::stageFirst(batch, ServerCopies::journalOf(loadedUser_), copy, std::nullopt);
         copies_.addFirst(copy, std::nullopt);
@@ -121,6 +126,8 @@ void OutboxQueue::load() {
     if (loaded_) {
         return;
     }
+    // The journals are read anew.
+    commit({});
     loaded_ = true;
     loadedUser_ = user();
     auto file = readOutboxFile(filePathOf(loadedUser_), ports_.clock.now());
@@ -205,8 +212,18 @@ void OutboxQueue::headCarriedOut() {
 #endif
     copies_.carriedOut(batch, op, !queued_.contains(entityOf(op)));
     copies_.tidy(batch);
-    commit(std::move(batch));
+    std::ranges::move(batch.writes, std::back_inserter(held_.writes));
+    if (ops_.empty()) {
+        commit({});
+    } else if (!commitTimer_.isPending()) {
+        commitTimer_ = ports_.loop.after(kTogether, [this] { commit({}); });
+    }
     writeSoon();
+}
+
+WriteBatch OutboxQueue::takeUnsaved() {
+    commitTimer_.cancel();
+    return std::exchange(held_, {});
 }
 
 void OutboxQueue::replaceHead(OutboxOp op) {
@@ -231,6 +248,7 @@ std::optional<std::string> OutboxQueue::withoutDropped(const Identifier& id, con
 OutboxQueue::Drop OutboxQueue::drop(const std::vector<std::size_t>& places) {
     load();
     Drop out;
+    out.writes = takeUnsaved();
     IdSet holders;
     for (const std::size_t place : places) {
         OutboxOp& op = ops_[place];
@@ -275,11 +293,14 @@ OutboxQueue::Drop OutboxQueue::drop(const std::vector<std::size_t>& places) {
 
 void OutboxQueue::commit(WriteBatch batch) {
     std::ranges::move(batch.writes, std::back_inserter(held_.writes));
+    commitTimer_.cancel();
     if (held_.empty()) {
         return;
     }
     if (ports_.values.commit(held_)) {
         held_.writes.clear();
+    } else {
+        commitTimer_ = ports_.loop.after(kAgain, [this] { commit({}); });
     }
 }
 
@@ -297,6 +318,7 @@ Result<void, StoreError> OutboxQueue::moveAnonymousTo(const std::string& target)
     if (target.empty()) {
         return {};
     }
+    commit({});
     const std::string anonymous = outboxJournalOf("");
     auto file = readOutboxFile(filePathOf(""), ports_.clock.now());
     std::deque<OutboxOp> moved(std::make_move_iterator(file.begin()), std::make_move_iterator(file.end()));
@@ -382,6 +404,7 @@ void OutboxQueue::written(const std::string& user, bool good, std::int64_t upTo)
 }
 
 void OutboxQueue::settle() {
+    commit({});
     const std::string present = user();
     const std::string journal = outboxJournalOf(present);
     const auto items = ports_.values.journal(journal);

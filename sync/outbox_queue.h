@@ -57,8 +57,13 @@ public:
     [[nodiscard]] bool isQueued(const Identifier& id);
     [[nodiscard]] ServerCopies& copies();
 
-    /// The server carried the head out; it leaves the queue, durably.
+    /// The server carried the head out; it leaves the queue, soon durably: with the next change that is committed, when
+    /// the queue is empty, or after `kTogether` at the latest. A process that ends before sends it again, and the
+    /// server knows it by its id.
     void headCarriedOut();
+    static constexpr Millis kTogether{50};
+    /// What left the queue and is not durable yet; the caller commits it before its own writes.
+    [[nodiscard]] WriteBatch takeUnsaved();
     /// Puts another version of the head in its place, durably.
     void replaceHead(OutboxOp op);
 
@@ -74,7 +79,7 @@ public:
     };
     /// Takes operations out, by their places in ascending order. The caller commits `writes`.
     [[nodiscard]] Drop drop(const std::vector<std::size_t>& places);
-    /// Commits writes, or keeps them for the next commit while the disk refuses.
+    /// Commits what is not durable yet and these writes; while the disk refuses they are kept and tried again.
     void commit(WriteBatch batch);
 
     /// Forgets everything queued and its file.
@@ -104,8 +109,9 @@ private:
     std::string earlyUser_;
     std::unordered_map<Identifier, int> queued_;
     ServerCopies copies_;
-    /// Writes that the disk refused.
+    /// Writes that wait for others or that the disk refused.
     WriteBatch held_;
+    Timer commitTimer_;
     /// Users whose file lags behind.
     std::set<std::string> lagging_;
     bool writing_ = false;

@@ -1,8 +1,9 @@
 #include "sync/pull_response.h"
 
 #include <fmt/format.h>
-#include <simdjson.h>
 #include <utility>
+
+#include "base/json_reader.h"
 
 namespace tolvik {
 namespace {
@@ -31,13 +32,10 @@ bool readOptionalText(const element& object, std::string_view name, std::string&
 
 /// Calls `read` with each item of an array; false when there is none or an item is refused.
 bool eachItem(const std::string& json, auto&& read) {
-    simdjson::dom::parser parser;
-    if (parser.allocate(std::max<std::size_t>(json.size(), 64), kMaxDepth) != simdjson::SUCCESS) {
-        return false;
-    }
-    const simdjson::padded_string padded(json);
+    JsonReader reader({.bytes = kMaxPullBytes, .depth = kMaxDepth});
+    const auto value = reader.read(json);
     simdjson::dom::array items;
-    if (parser.parse(padded).get(items) != simdjson::SUCCESS) {
+    if (!value || value->get(items) != simdjson::SUCCESS) {
         return false;
     }
     for (const element item : items) {

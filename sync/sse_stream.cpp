@@ -12,16 +12,6 @@ constexpr Millis kFirstDelay{1'000};
 constexpr Millis kLongestDelay{30'000};
 /// Nobody holds off for longer; an instant farther ahead stems from a clock that was set back.
 constexpr Millis kLongestHoldOff{8'000};
-/// An event is a few bytes. A server that sends this much without ending one is not followed.
-constexpr std::size_t kLongestEvent = 1U << 20U;
-
-std::string_view trimmedBlock(std::string_view block) {
-    const auto first = block.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return block.substr(first, block.find_last_not_of(" \t\r\n") - first + 1);
-}
 
 }  // namespace
 
@@ -41,7 +31,7 @@ void SseStream::start() {
         return;
     }
     request->request.lifetime = kLifetime;
-    buffer_.clear();
+    events_.clear();
     badStatus_ = false;
     const std::uint64_t number = ++number_;
     HttpClient::StreamHandlers handlers;
@@ -78,37 +68,30 @@ void SseStream::stop() {
 }
 
 void SseStream::receive(std::string_view bytes) {
-    buffer_ += bytes;
     const std::uint64_t number = number_;
-    for (auto end = buffer_.find("\n\n"); end != std::string::npos; end = buffer_.find("\n\n")) {
-        const std::string block = buffer_.substr(0, end);
-        buffer_.erase(0, end + 2);
-        handle(trimmedBlock(block));
+    for (const SseEvents::Event event : events_.take(bytes)) {
+        if (event == SseEvents::Event::greeting) {
+            connected_ = true;
+            delay_ = kFirstDelay;
+            greeted_.emit();
+        } else {
+            announce();
+        }
         if (number != number_) {
             return;
         }
     }
-    if (buffer_.size() > kLongestEvent) {
+    if (events_.isTooLong()) {
         ended();
-    }
-}
-
-void SseStream::handle(std::string_view block) {
-    if (block.starts_with(":ok")) {
-        connected_ = true;
-        delay_ = kFirstDelay;
-        greeted_.emit();
-    } else if (!block.starts_with(':') && block.contains("data:")) {
-        announce();
     }
 }
 
 void SseStream::announce() {
     const Instant now = ports_.clock.now();
-    const Instant until = std::min(suppressUntil_, now + kLongestHoldOff);
-    if (now < until) {
+    suppressUntil_ = std::min(suppressUntil_, now + kLongestHoldOff);
+    if (now < suppressUntil_) {
         missed_ = true;
-        delivery_ = ports_.loop.after(until - now, [this] {
+        delivery_ = ports_.loop.after(suppressUntil_ - now, [this] {
             if (missed_) {
                 announce();
             }

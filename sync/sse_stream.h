@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
 
 #include "backend/endpoint.h"
@@ -13,6 +12,7 @@
 #include "base/main_loop.h"
 #include "base/subscription.h"
 #include "core/mutation_sink.h"
+#include "sync/sse_events.h"
 
 namespace tolvik {
 
@@ -49,13 +49,12 @@ public:
 
 private:
     void receive(std::string_view bytes);
-    void handle(std::string_view block);
     void announce();
     void ended();
 
     Ports ports_;
     std::unique_ptr<HttpExchange> exchange_;
-    std::string buffer_;
+    SseEvents events_;
     bool stopped_ = true;
     bool badStatus_ = false;
     bool connected_ = false;

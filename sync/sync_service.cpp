@@ -300,14 +300,12 @@ struct SyncService::Impl {
         IdSet held = heldAtStart;
         held.merge(queue.heldIds());
         held.insert(settledMeanwhile.begin(), settledMeanwhile.end());
-        WriteBatch writes;
-        IdSet told;
+        WriteBatch writes = queue.takeUnsaved();
         for (const ServerCopy& copy : prepared->copies) {
             const auto* kept = queue.copies().find(copy.id);
             if (kept == nullptr || settledMeanwhile.contains(copy.id)) {
                 continue;
             }
-            told.insert(copy.id);
             if (kept->isDerived()) {
                 queue.copies().erase(writes, copy.id);
             } else {
@@ -335,11 +333,11 @@ struct SyncService::Impl {
         }
         ports.store.pullCompleted();
         againDelay = kFirstAgain;
-        finish(outcome);
-        // Records that were left out because they moved meanwhile are looked at once more.
+        // Records that were left out because they moved meanwhile are looked at once more, with whatever waits already.
         if (!settled.empty() || owesFull) {
             ask({.extent = Extent::recent});
         }
+        finish(outcome);
         pulled.emit();
         ports.outbox.flush();
     }

@@ -99,7 +99,8 @@ void DesktopAccount::changeName(const std::string& name, Done done) {
 }
 
 void DesktopAccount::syncNow() {
-    services_.session().lookAgain();
+    // Where the keyring had been locked, what follows a sign-in follows its opening.
+    services_.session().lookAgainAhead();
     if (SyncService* sync = services_.sync(); sync != nullptr && services_.session().isSignedIn()) {
         services_.outbox().flush();
         sync->pullAll();

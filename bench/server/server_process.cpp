@@ -76,8 +76,9 @@ ServerProcess::ServerProcess(const std::string& program, const std::string& data
     }
     port_ = line.at("port").get<std::uint16_t>();
     if (tls) {
+        authority_ = line.at("SSL_CERT_FILE").get<std::string>();
         tls_.reset(SSL_CTX_new(TLS_client_method()));
-        SSL_CTX_load_verify_locations(tls_.get(), line.at("SSL_CERT_FILE").get<std::string>().c_str(), nullptr);
+        SSL_CTX_load_verify_locations(tls_.get(), authority_.c_str(), nullptr);
         SSL_CTX_set_verify(tls_.get(), SSL_VERIFY_PEER, nullptr);
         SSL_CTX_set_mode(tls_.get(), SSL_MODE_RELEASE_BUFFERS);
     }

@@ -28,6 +28,9 @@ public:
     /// A session of this address; its header lines, the token among them. Each caller seems to come from a peer of its
     /// own, `peer` being any number. Empty when the server refused.
     [[nodiscard]] std::string signIn(HttpClient& client, const std::string& address, std::size_t peer);
+    [[nodiscard]] std::uint16_t port() const { return port_; }
+    /// The file with the certificate of its authority; empty without TLS.
+    [[nodiscard]] const std::string& authority() const { return authority_; }
     /// Memory of the process in RAM, in bytes.
     [[nodiscard]] std::int64_t resident() const;
     /// From its start to the line that says that it listens, in milliseconds.
@@ -40,6 +43,7 @@ private:
     pid_t process_ = -1;
     int from_ = -1;
     std::uint16_t port_ = 0;
+    std::string authority_;
     double startMs_ = 0;
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> tls_{nullptr, SSL_CTX_free};
     std::string buffer_;

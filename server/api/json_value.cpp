@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
-#include <simdjson.h>
 
+#include "base/json_reader.h"
 #include "base/json_writer.h"
 
 namespace tolvik::server {
@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::size_t mostBytes = 16'000'000;
 constexpr std::size_t mostDepth = 32;
-/// A parser keeps the room of its largest text; beyond this it is given back.
-constexpr std::size_t keptRoom = 1'000'000;
 
 JsonValue valueOf(const simdjson::dom::element& element) {
     JsonValue out;
@@ -91,21 +89,12 @@ Result<JsonValue, std::string> readJson(std::string_view text) {
     if (text.size() > mostBytes) {
         return failure(std::string("The JSON text is too long."));
     }
-    if (text.empty()) {
+    thread_local JsonReader reader({.bytes = mostBytes, .depth = mostDepth});
+    const auto root = reader.read(text);
+    if (!root) {
         return failure(std::string("The body is not valid JSON."));
     }
-    thread_local simdjson::dom::parser parser;
-    if (parser.max_depth() != mostDepth || (parser.capacity() > keptRoom && text.size() <= keptRoom)) {
-        parser = simdjson::dom::parser();
-        if (parser.allocate(std::max<std::size_t>(text.size(), 1024), mostDepth) != simdjson::SUCCESS) {
-            return failure(std::string("The JSON text is too long."));
-        }
-    }
-    simdjson::dom::element root;
-    if (parser.parse(text.data(), text.size()).get(root) != simdjson::SUCCESS) {
-        return failure(std::string("The body is not valid JSON."));
-    }
-    return valueOf(root);
+    return valueOf(*root);
 }
 
 Result<JsonValue, std::string> readJsonObject(std::string_view text) {

@@ -66,6 +66,7 @@ void SimDevice::stop(bool isCrash) {
         app_->changed = {};
         if (isCrash) {
             values_.failure = StoreError::io;
+            link.crashed(OutboxQueue::kTogether);
         } else {
             app_->outbox.settle();
         }
@@ -207,6 +208,20 @@ void SimDevice::import() {
     imported.emplace_back(owner(), task.id);
 }
 
+const std::map<std::string, std::string>& SimDevice::textsOf(const OutboxOp& op) {
+    using nlohmann::json;
+    const auto [found, isNew] = texts_.try_emplace(op.id);
+    if (isNew) {
+        const json body = json::parse(*op.body);
+        for (const char* field : {"title", "name", "reason"}) {
+            if (body.contains(field)) {
+                found->second[field] = body[field].is_string() ? body[field].get<std::string>() : "";
+            }
+        }
+    }
+    return found->second;
+}
+
 void SimDevice::checkLog() {
     AppStore& store = app_->store;
     const auto fail = [&](const std::string& what) { throw Violation{name + ": " + what}; };
@@ -253,15 +268,11 @@ void SimDevice::checkLog() {
         }
     }
     // What is queued is to be seen.
-    using nlohmann::json;
     std::map<std::pair<std::string, std::string>, std::string> wanted;
     for (const OutboxOp& op : app_->outbox.ops()) {
         if (op.body && op.entityId) {
-            const json body = json::parse(*op.body);
-            for (const char* field : {"title", "name", "reason"}) {
-                if (body.contains(field)) {
-                    wanted[{*op.entityId, field}] = body[field].is_string() ? body[field].get<std::string>() : "";
-                }
+            for (const auto& [field, text] : textsOf(op)) {
+                wanted[{*op.entityId, field}] = text;
             }
         }
     }

@@ -77,6 +77,8 @@ private:
     template <class Records>
     [[nodiscard]] const auto& any(const Records& records);
     [[nodiscard]] std::string word();
+    /// The texts that a queued operation gives its record, by their members' names.
+    [[nodiscard]] const std::map<std::string, std::string>& textsOf(const OutboxOp& op);
 
     VirtualMainLoop& loop_;
     SkewedClock clock_;
@@ -86,6 +88,8 @@ private:
     MemoryValueStore values_;
     FakeSecretStore secrets_;
     std::unique_ptr<App> app_;
+    /// By operation: it is looked at after each change while it is queued.
+    std::map<std::string, std::map<std::string, std::string>> texts_;
 };
 
 }  // namespace tolvik::sim

@@ -58,7 +58,10 @@ private:
 };
 
 void SimLink::later(Millis delay, std::function<void()> call) {
-    std::erase_if(timers_, [](const Timer& timer) { return !timer.isPending(); });
+    if (timers_.size() >= sweepAt_) {
+        std::erase_if(timers_, [](const Timer& timer) { return !timer.isPending(); });
+        sweepAt_ = std::max<std::size_t>(64, 2 * timers_.size());
+    }
     timers_.push_back(loop_.after(delay, std::move(call)));
 }
 
@@ -66,7 +69,7 @@ void SimLink::reply(const std::shared_ptr<Exchange>& exchange, Result<HttpRespon
     if (!std::exchange(exchange->isOver, true)) {
         if (result && result->status < 400) {
             if (const auto id = findHeader(exchange->request.headers, "x-op-id")) {
-                acknowledged.emplace(*id);
+                acknowledged_.emplace(*id, server_.clock().now());
             }
         }
         const auto done = exchange->done;
@@ -79,7 +82,7 @@ std::unique_ptr<HttpExchange> SimLink::send(HttpRequest request, Done done) {
     exchange->request = std::move(request);
     exchange->done = std::move(done);
     if (const auto id = findHeader(exchange->request.headers, "x-op-id");
-        id && acknowledged.contains(std::string(*id))) {
+        id && acknowledged_.contains(std::string(*id))) {
         throw Violation{fmt::format("operation {} is sent again after its success was known", *id)};
     }
     const auto fail = [this, exchange] {
@@ -194,6 +197,10 @@ void SimLink::announce(const std::string& userId, const std::string& deviceId, b
             later(someTime(weather.slowest), [this, exchange] { say(exchange, "event: change\ndata: {}\n\n"); });
         }
     }
+}
+
+void SimLink::crashed(Millis lately) {
+    std::erase_if(acknowledged_, [&](const auto& one) { return server_.clock().now() - one.second <= lately; });
 }
 
 void SimLink::cutStreams() {

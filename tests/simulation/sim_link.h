@@ -1,8 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -35,10 +35,10 @@ public:
     /// Says to the open streams of a user what the server announces; `ended` closes them.
     void announce(const std::string& userId, const std::string& deviceId, bool ended);
     void cutStreams();
+    /// The process ended without a chance to save: what it learned of so lately it may ask for again.
+    void crashed(Millis lately);
 
     Weather weather;
-    /// Operations whose success has reached the device.
-    std::set<std::string> acknowledged;
 
 private:
     struct Exchange;
@@ -57,9 +57,13 @@ private:
     VirtualMainLoop& loop_;
     SimServer& server_;
     Random& random_;
+    /// Operations whose success has reached the device, and when.
+    std::map<std::string, Instant> acknowledged_;
     std::vector<std::weak_ptr<Exchange>> streams_;
     /// Calls of the network outlive the exchanges that they belong to.
     std::vector<Timer> timers_;
+    /// How many of them may be over before those that are go.
+    std::size_t sweepAt_ = 64;
 };
 
 }  // namespace tolvik::sim
