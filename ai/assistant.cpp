@@ -18,10 +18,10 @@ AssistantReply replyOf(Result<Answer, Refusal> answer) {
 std::vector<TimeEntry> entriesAbout(const AppStore& store, const DaySpan& days) {
     auto entries = store.entriesStarting(days.first.plus(-days.days()), days.last);
     const auto known = entries.size();
-    for (TimeEntry& entry : store.entriesOn(days.first)) {
+    for (const TimeEntry& entry : store.entriesOn(days.first)) {
         const auto end = entries.begin() + static_cast<std::ptrdiff_t>(known);
         if (std::ranges::find(entries.begin(), end, entry.id, &TimeEntry::id) == end) {
-            entries.push_back(std::move(entry));
+            entries.push_back(entry);
         }
     }
     return entries;
@@ -136,6 +136,6 @@ void SummaryCard::show(DayKey day, std::function<void()> changed) {
             changed();
         }
     });
-}
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): the function that was passed on owns what it captures
 
 }  // namespace tolvik

@@ -121,9 +121,7 @@ Column {
                 readonly property int shown: root.expanded ? rows.count : Math.min(rows.count, root.few)
 
                 function open(index: int): void {
-                    const row = rows.itemAt(index) as CitationRow;
-                    if (row && row.known)
-                        root.assistant.showTask(row.taskId);
+                    root.assistant.showCitation(index);
                 }
 
                 width: parent.width
@@ -172,7 +170,6 @@ Column {
         id: row
 
         required property int index
-        required property string taskId
         required property string title
         required property int colorIndex
         required property string lengthText

@@ -123,11 +123,12 @@ void TextPainter::drawRun(cairo_t* cairo, PangoGlyphItem* run, const char* text,
     cairo_set_font_face(cairo, silent_);
     for (const Cluster& cluster : clustersOf(run, text)) {
         const double width = widthOf(*run->glyphs, cluster.first, cluster.end);
-        const auto bytes = static_cast<int>(cluster.text.size());
+        const std::string words(cluster.text);
+        const auto bytes = static_cast<int>(words.size());
         cairo_set_font_size(cairo, std::max(1.0, width));
         const cairo_glyph_t glyph{1, x + widthOf(*run->glyphs, 0, cluster.first), y};
         const cairo_text_cluster_t whole{bytes, 1};
-        cairo_show_text_glyphs(cairo, cluster.text.data(), bytes, &glyph, 1, &whole, 1, kForward);
+        cairo_show_text_glyphs(cairo, words.data(), bytes, &glyph, 1, &whole, 1, kForward);
     }
 }
 

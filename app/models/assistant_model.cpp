@@ -63,8 +63,15 @@ void AssistantModel::dismiss() {
     }
 }
 
-void AssistantModel::showTask(const QString& taskId) {
-    const Identifier id(taskId.toStdString());
+void AssistantModel::showCitation(int row) {
+    if (row < 0 || row >= citations_.rowCount()) {
+        return;
+    }
+    const CitationRow& citation = citations_.rows()[static_cast<std::size_t>(row)];
+    if (!citation.known) {
+        return;
+    }
+    const Identifier id(citation.id.toStdString());
     std::optional<DayKey> last;
     for (const TimeEntry& entry : store_.timeEntries()) {
         const auto day = entry.taskId == id ? startDay(entry, zone_) : std::nullopt;

@@ -58,8 +58,8 @@ public:
     Q_INVOKABLE bool ask(const QString& question);
     /// Takes the answer away.
     Q_INVOKABLE void dismiss();
-    /// Shows the last day on which a task ran on the home page.
-    Q_INVOKABLE void showTask(const QString& taskId);
+    /// Shows the last day on which the task of a citation ran on the home page; nothing for a task that is gone.
+    Q_INVOKABLE void showCitation(int row);
 
 signals:
     void changed();

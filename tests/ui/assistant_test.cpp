@@ -48,7 +48,9 @@ TEST_F(AssistantTest, SignedOutTheDeviceAnswersAndLeadsToTheTasksDay) {
         << bar.answer().toStdString() << " / " << citation(0, "lengthText").toStdString();
 
     QSignalSpy home(&bar, &AssistantModel::homeWanted);
-    bar.showTask(citation(0, "taskId"));
+    bar.showCitation(1);
+    EXPECT_EQ(home.count(), 0);
+    bar.showCitation(0);
     EXPECT_EQ(home.count(), 1);
     EXPECT_EQ(sample.store->currentDate().text(), "2026-11-17");
 

@@ -94,6 +94,17 @@ TEST_F(PagesWindowTest, BarsAreWalkedByKeysAndLeadToTheirDay) {
     EXPECT_EQ(page(), QStringLiteral("home"));
     EXPECT_EQ(home.dayTitle(), QStringLiteral("Yesterday"));
     go("reports");
+    auto* tasks = window->findChild<QQuickItem*>(QStringLiteral("reportTasks"));
+    ASSERT_NE(tasks, nullptr);
+    tasks->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    EXPECT_EQ(page(), QStringLiteral("home"));
+    go("reports");
+    auto* projects = window->findChild<QQuickItem*>(QStringLiteral("reportProjects"));
+    ASSERT_NE(projects, nullptr);
+    projects->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    EXPECT_NE(sample.window->reports()->filterId(), QStringLiteral("all"));
     press(Qt::Key_E, Qt::ControlModifier);
     QTest::qWait(250);
     EXPECT_NE(named(QStringLiteral("CSV, For spreadsheets")), nullptr);
