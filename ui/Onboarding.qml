@@ -218,7 +218,7 @@ FocusScope {
             id: column
 
             x: Math.round((root.width - width) / 2)
-            y: root.height < 640 ? 8 : 42
+            y: root.height < 640 ? 8 : root.height < 790 ? 12 : 42
             width: Math.min(640, root.width - 2 * root.margin)
 
             Label {

@@ -56,7 +56,7 @@ Item {
         Label {
             width: parent.width
             font.weight: Font.Medium
-            text: root.state_ === "done" ? qsTr("It works") : qsTr("Try it: say “start reading my mail”")
+            text: root.state_ === "done" ? qsTr("It works") : qsTr("Try it: say “start the quarterly report”")
         }
         Label {
             width: parent.width
@@ -65,7 +65,7 @@ Item {
             text: root.line
             Accessible.ignored: false
             Accessible.role: root.state_ === "waiting" ? Accessible.StaticText : Accessible.AlertMessage
-            Accessible.name: (root.state_ === "done" ? qsTr("It works") : qsTr("Try it: say “start reading my mail”")) + ". " + root.line
+            Accessible.name: (root.state_ === "done" ? qsTr("It works") : qsTr("Try it: say “start the quarterly report”")) + ". " + root.line
         }
     }
     PushButton {

@@ -190,7 +190,8 @@ class StoredValues(Home):
         self.tolvik("data", "export", file)
         with open(file, encoding="utf-8") as stream:
             exported = json.load(stream)
-        self.assertEqual(set(exported), {"tolvik:tasks", "tolvik:timeEntries", "tolvik:switchLogs", "tolvik:tags"})
+        self.assertEqual(set(exported), {"tolvik:tasks", "tolvik:timeEntries", "tolvik:switchLogs", "tolvik:tags",
+                                         "tolvik.dictionaries"})
         self.assertEqual(exported["tolvik:tasks"], self.collection("tasks"))
         self.tolvik("start", "two")
         keys = set(self.json("data", "keys"))
@@ -205,6 +206,27 @@ class StoredValues(Home):
         text, _ = self.tolvik("data", "export", "-")
         self.assertEqual(json.loads(text)["tolvik:tasks"], self.collection("tasks"))
         self.tolvik("data", "import", "-", text=text)
+
+    def test_everything_comes_into_a_fresh_machine(self):
+        self.tolvik("project", "add", "Harbour")
+        self.tolvik("project", "use", "Harbour")
+        self.tolvik("vocabulary", "add", "Tampere", "--hint", "city")
+        self.tolvik("vocabulary", "add", "checkout", "--project", "Harbour")
+        self.tolvik("start", "Retry payments")
+        self.tolvik("stop")
+        everything, _ = self.tolvik("data", "export", "-")
+        fresh = {"XDG_DATA_HOME": os.path.join(self.home, "fresh")}
+        self.tolvik("data", "import", "-", text=everything, environment=fresh)
+        self.assertEqual(self.tolvik("data", "export", "-", environment=fresh)[0], everything)
+        self.assertIn("checkout", self.tolvik("vocabulary", "list", environment=fresh)[0])
+        # What takes the place of something is told by its keys; a file from before there was a vocabulary keeps it.
+        self.tolvik("vocabulary", "add", "Oulu")
+        self.tolvik("data", "import", "-", text=everything)
+        self.assertEqual(self.tolvik("data", "export", "-")[0], everything)
+        self.assertTrue([key for key in self.json("data", "keys") if key.startswith("tolvik.dictionaries.before-import")])
+        self.tolvik("data", "import", "-", text='{"tolvik:tasks":[]}')
+        self.assertIn("Tampere", self.tolvik("vocabulary", "list")[0])
+        self.tolvik("data", "import", "-", text='{"tolvik:tasks":[],"tolvik.dictionaries":[]}', expect=USAGE)
 
     def test_a_bad_import_changes_nothing(self):
         self.tolvik("start", "one")
