@@ -13,9 +13,9 @@ namespace tolvik {
 
 /// What a person told of themselves in the first-run steps, as the keys of the options; empty where nothing was told.
 struct ProfileAnswers {
-    std::string role;
-    std::string useCase;
-    std::string source;
+    std::string role = {};
+    std::string useCase = {};
+    std::string source = {};
 
     bool operator==(const ProfileAnswers&) const = default;
 };
