@@ -167,7 +167,12 @@ void OutboxQueue::load() {
 }
 
 void OutboxQueue::count(const OutboxOp& op, int by) {
-    if (op.entityId && (queued_[entityOf(op)] += by) <= 0) {
+    if (!op.entityId) {
+        return;
+    }
+    int& queued = queued_[entityOf(op)];
+    queued += by;
+    if (queued <= 0) {
         queued_.erase(entityOf(op));
     }
 }
@@ -421,8 +426,10 @@ void OutboxQueue::settle() {
         return;
     }
     const bool trim = items->size() >= kTrimAt;
-    if (extendFile(path, ports_.clock.now(), *items, trim) && trim) {
-        (void)ports_.values.commit({{WriteBatch::TrimJournal{journal, items->back().number}}});
+    if (extendFile(path, ports_.clock.now(), *items, trim) && trim &&
+        !ports_.values.commit({{WriteBatch::TrimJournal{journal, items->back().number}}})) {
+        // The next process finds the items in the file already.
+        lagging_.insert(present);
     }
 }
 

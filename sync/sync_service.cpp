@@ -275,13 +275,13 @@ struct SyncService::Impl {
         for (const auto& [id, kept] : ports.outbox.queue().copies().all()) {
             watched.insert(id);
         }
-        ports.workers.run([this, number = epoch, weak = std::weak_ptr(alive), &loop = ports.loop, body, pull = pull,
+        ports.workers.run([this, number = epoch, weak = std::weak_ptr(alive), &loop = ports.loop, body, asked = pull,
                            held = std::move(held), watched = std::move(watched),
                            isFull = jobs.front().extent == Extent::all] {
             auto prepared =
-                std::make_shared<Result<Prepared, SyncError>>(prepare(*body, pull->copy, held, watched, isFull));
+                std::make_shared<Result<Prepared, SyncError>>(prepare(*body, asked->copy, held, watched, isFull));
             // Freed here and not on the main loop.
-            pull->copy = {};
+            asked->copy = {};
             loop.post([this, number, weak, prepared] {
                 if (weak.lock() && epoch == number) {
                     merge(*prepared);
