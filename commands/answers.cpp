@@ -51,6 +51,7 @@ CommandResponse nothing(const CommandRequest& request, std::string_view feedback
 
 std::vector<NamedRecord> named(const Lookup<TaskModel>& lookup) {
     std::vector<NamedRecord> out;
+    out.reserve(lookup.candidates.size());
     for (const TaskModel* task : lookup.candidates) {
         out.push_back({task->id, task->title});
     }
@@ -59,6 +60,7 @@ std::vector<NamedRecord> named(const Lookup<TaskModel>& lookup) {
 
 std::vector<NamedRecord> named(const Lookup<TagModel>& lookup) {
     std::vector<NamedRecord> out;
+    out.reserve(lookup.candidates.size());
     for (const TagModel* tag : lookup.candidates) {
         out.push_back({tag->id, tag->name});
     }

@@ -28,7 +28,7 @@ std::optional<std::string> likest(std::string_view word, const std::vector<std::
             bestLikeness = likeness;
         }
     }
-    return bestLikeness >= clearlyMeant ? std::optional(*best) : std::nullopt;
+    return best != nullptr && bestLikeness >= clearlyMeant ? std::optional(*best) : std::nullopt;
 }
 
 }  // namespace tolvik

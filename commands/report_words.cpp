@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -42,7 +43,7 @@ std::string bar(const Bucket& bucket, std::int64_t most, std::size_t cells, cons
     }
     const auto length = [&](std::int64_t ms, double steps) {
         return static_cast<std::size_t>(
-            static_cast<double>(cells) * steps * static_cast<double>(ms) / static_cast<double>(most) + 0.5);
+            std::lround(static_cast<double>(cells) * steps * static_cast<double>(ms) / static_cast<double>(most)));
     };
     std::string out;
     std::size_t used = 0;

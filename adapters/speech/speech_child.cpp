@@ -15,8 +15,6 @@
 #include <unistd.h>
 #include <vector>
 
-extern char** environ;
-
 namespace tolvik {
 namespace {
 
@@ -27,6 +25,7 @@ Result<pid_t, std::string> spawn(const SpeechPlaces& places, std::chrono::second
     std::vector<std::string> texts = {places.program.string(),     "--serve",        "--model",
                                       places.modelFolder.string(), "--idle-seconds", std::to_string(idle.count())};
     std::vector<char*> arguments;
+    arguments.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         arguments.push_back(text.data());
     }
@@ -106,7 +105,7 @@ SpeechChild::~SpeechChild() {
     close(wake_);
 }
 
-void SpeechChild::send(std::string bytes) {
+void SpeechChild::send(const std::string& bytes) {
     {
         const std::lock_guard lock(mutex_);
         if (ended_ || queued_.size() + bytes.size() > mostQueued) {

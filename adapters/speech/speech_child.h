@@ -36,7 +36,7 @@ public:
 
     /// Hands over an encoded message; keeps it until the process takes it. Any thread; waits for nothing but a short
     /// lock. Bytes for a process that has ended are dropped.
-    void send(std::string bytes);
+    void send(const std::string& bytes);
     [[nodiscard]] pid_t processId() const { return process_; }
 
 private:

@@ -12,7 +12,7 @@ static_assert(std::endian::native == std::endian::little, "The wire format is th
 constexpr std::size_t headerSize = 5;
 /// Lists and texts of a begin message stay well under the longest message.
 constexpr std::size_t mostTexts = 4096;
-constexpr std::size_t longestText = 64 * 1024;
+constexpr std::size_t longestText = std::size_t{64} * 1024;
 constexpr std::size_t mostVocabularyBytes = SpeechMessageReader::longestMessage / 2;
 
 void appendNumber(std::string& out, std::uint32_t number) {

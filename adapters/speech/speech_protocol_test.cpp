@@ -52,7 +52,7 @@ TEST(SpeechProtocol, MessagesSurviveTheWireInPiecesOfAnySize) {
 }
 
 TEST(SpeechProtocol, RefusesLengthsThatLie) {
-    const auto refuses = [](std::string bytes) {
+    const auto refuses = [](const std::string& bytes) {
         SpeechMessageReader reader;
         reader.append(bytes);
         return !reader.next().has_value();

@@ -289,9 +289,9 @@ int latency(const std::filesystem::path& folder, const std::string& name, const 
             lengths.push_back(static_cast<double>(samples.size()) / 16.0);
             if (pause) {
                 // The clip itself ends with 80 ms of room.
-                samples.resize(samples.size() + 16 * 320, 0.0F);
+                samples.resize(samples.size() + std::size_t{16} * 320, 0.0F);
             } else {
-                samples.resize(samples.size() - 16 * 60);
+                samples.resize(samples.size() - std::size_t{16} * 60);
             }
             bool over = false;
             std::string text;
