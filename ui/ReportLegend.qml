@@ -25,7 +25,7 @@ Column {
     Keys.onUpPressed: current = Math.min(rows.count - 1, current + 1)
     Keys.onDownPressed: current = Math.max(0, current - 1)
     Keys.onReturnPressed: if (current >= 0)
-        pick(rows.itemAt(current).rowId) // qmllint disable missing-property
+        pick(rows.itemAt(current).rowId) // qmllint disable type
     onActiveFocusChanged: if (activeFocus && current < 0)
         current = rows.count - 1
     height: rows.count * rowHeight

@@ -18,7 +18,7 @@ Column {
     Keys.onUpPressed: current = Math.max(0, current - 1)
     Keys.onDownPressed: current = Math.min(Math.min(shown, rows.count) - 1, current + 1)
     Keys.onReturnPressed: if (current >= 0)
-        reports.showTask(rows.itemAt(current).rowId) // qmllint disable missing-property
+        reports.showTask(rows.itemAt(current).rowId) // qmllint disable type
     onActiveFocusChanged: if (activeFocus && current < 0)
         current = 0
 
