@@ -34,6 +34,9 @@ bool hasGoodEscapes(std::string_view text) {
 /// "host", "host:port", "[::1]:port", with or without a user before it.
 bool isAuthority(std::string_view authority) {
     if (const auto at = authority.rfind('@'); at != std::string_view::npos) {
+        if (!std::ranges::all_of(authority.substr(0, at), isUrlCharacter)) {
+            return false;
+        }
         authority.remove_prefix(at + 1);
     }
     if (authority.starts_with('[')) {
