@@ -27,7 +27,7 @@ Result<Vocabulary, std::string> vocabularyIn(std::string_view json) {
     if (!storage) {
         return failure("\"" + std::string(DictionaryManager::storageKey) + "\": not a vocabulary");
     }
-    return Vocabulary(std::move(*storage));
+    return storage;
 }
 
 Result<void, std::string> replaceVocabulary(DictionaryManager& dictionary, ValueStore& values, const Clock& clock,
@@ -56,6 +56,7 @@ Result<void, std::string> replaceVocabulary(DictionaryManager& dictionary, Value
     }
     dictionary.deleteTerms(doomed);
     std::vector<DictionaryManager::Placed> placed;
+    placed.reserve(next.entries.size());
     for (std::size_t i = 0; i < next.entries.size(); ++i) {
         placed.emplace_back(i, next.entries[i]);
     }
