@@ -40,7 +40,7 @@ AppStore::Impl::Impl(AppStorePorts lent)
           [this](StoreError error) { reportUnreadable(error); }) {}
 
 AppStore::Impl::~Impl() {
-    if (saveProblem || !held.empty()) {
+    if (saveProblem || bulkPending || !held.empty()) {
         flush();
     }
     while (bulkPending && flushBulk(SIZE_MAX)) {

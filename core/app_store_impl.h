@@ -89,6 +89,8 @@ struct AppStore::Impl {
     void restoreOne(const ServerCopy& copy);
     void note(const OperationRecord& done);
     void queueCreations();
+    /// What was adapted goes to the server copies with the next save.
+    void stageAdapted();
     /// Saves and tells after a change that owes nothing.
     void finishUnowed();
     void scheduleBulk();

@@ -151,8 +151,20 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
     std::ranges::sort(creations, [&](const auto& a, const auto& b) {
         return std::pair(rank(a.first), a.second.text()) > std::pair(rank(b.first), b.second.text());
     });
-    finishUnowed();
-    queueCreations();
+    if (!large) {
+        finishUnowed();
+        queueCreations();
+        return outcome;
+    }
+    // Each of the rest holds the main loop for milliseconds, so each has a turn of its own. Until then the server
+    // still has what was pulled, and what left the queue may be sent again.
+    stageAdapted();
+    rebuildAndTell();
+    bulkTimer = ports.loop.after(Millis{0}, [this] {
+        flush();
+        creationTimer = ports.loop.after(Millis{0}, [this] { queueCreations(); });
+        scheduleBulk();
+    });
     return outcome;
 }
 
@@ -291,11 +303,15 @@ void AppStore::Impl::settle(const IdSet& suspects, bool anyone) {
     }
 }
 
-void AppStore::Impl::finishUnowed() {
+void AppStore::Impl::stageAdapted() {
     if (!adapted.empty()) {
         ports.mutations.stageCopies(held, adapted);
         adapted.clear();
     }
+}
+
+void AppStore::Impl::finishUnowed() {
+    stageAdapted();
     flush();
     if (bulkPending) {
         scheduleBulk();

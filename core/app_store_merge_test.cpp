@@ -88,6 +88,52 @@ TEST_F(StoreMergeTest, OnlyAMarkerRemovesAndWhatAFullPullLacksIsQueued) {
     EXPECT_EQ(sink.all.front().entityId, lacking);
 }
 
+TEST_F(StoreMergeTest, ALargePullIsWrittenInTurnsAndAllThereWhenTheProgramEndsBeforeThem) {
+    const Identifier lacking = start("lacking");
+    const auto pull = copied();
+    sink.all.clear();
+    PulledLog pulled;
+    const Timestamp day(clock.now() - std::chrono::hours{48});
+    TaskModel theirs = task(lacking);
+    theirs.id = random.identifier();
+    theirs.title = "theirs";
+    theirs.isActive = false;
+    pulled.tasks.push_back(theirs);
+    for (int i = 0; i < 2000; ++i) {
+        TimeEntry entry;
+        entry.id = random.identifier();
+        entry.taskId = theirs.id;
+        entry.startedAt = day;
+        entry.endedAt = day;
+        entry.durationMs = 0;
+        entry.createdAt = day;
+        pulled.timeEntries.push_back(entry);
+    }
+    finish(*pull, std::move(pulled), true);
+    EXPECT_TRUE(sink.all.empty());
+    loop.runFor(Millis{0});
+    EXPECT_EQ(sink.all.size(), 3U) << "task, entry and switch that the server lacked";
+    loop.runFor(Millis{1});
+    const WholeLog before = log();
+    restart();
+    EXPECT_EQ(log(), before);
+
+    const auto again = copied();
+    PulledLog more = pulledFrom(again->copy);
+    for (TimeEntry& entry : more.timeEntries) {
+        if (!entry.isRunning()) {
+            entry.startedAt = Timestamp(*day.instant() - Millis{1});
+            entry.durationMs = 1;
+        }
+    }
+    more.tasks.back().title = "renamed there";
+    finish(*again, std::move(more), false);
+    const WholeLog changed = log();
+    restart();
+    EXPECT_EQ(log(), changed) << "ended before the loop took another turn";
+    expectInvariants();
+}
+
 TEST_F(StoreMergeTest, ALogIsSetAsideForItsOwnerAndReturns) {
     ASSERT_TRUE(store->changeUser("first"));
     start("of the first");
