@@ -162,7 +162,7 @@ def demo_refuses(step):
     return Result.of(code == 1, "" if code == 1 else f"ended with {code}, expected 1")
 
 
-SEEDS = 1500
+SEEDS = 2000
 PLANTED = ("lost_op_id", "delete_by_absence", "wrong_order", "no_hold", "dequeue_not_saved")
 
 
