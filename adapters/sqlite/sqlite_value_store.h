@@ -22,7 +22,7 @@ public:
         /// process, which saves it two syncs.
         bool checkpointOnClose = true;
         /// Pages of write-ahead log before it is written back within a commit.
-        int checkpointPages = 500;
+        int checkpointPages = 1000;
     };
 
     /// Opens or creates the file; its folder is made when missing. A file that is no database, or too damaged to be
