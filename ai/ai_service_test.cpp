@@ -107,7 +107,7 @@ TEST_F(AIServiceTest, answersOnTheDeviceWhenSignedOut) {
     loop.runPosted();
     EXPECT_EQ(reply.kind, AssistantReply::Kind::answer);
     EXPECT_EQ(reply.text, "Today, Tuesday 10 November 2026, you tracked 1 h 30 min on “Reading”.");
-    EXPECT_EQ(reply.citations, (std::vector<Citation>{{id, 90 * 60'000}}));
+    EXPECT_EQ(reply.citations, (std::vector<Citation>{{id, 5'400'000}}));
     ASSERT_TRUE(assistant.ask("how is the weather", keep));
     loop.runPosted();
     EXPECT_EQ(reply.kind, AssistantReply::Kind::refusal);

@@ -153,6 +153,7 @@ Subscription AppStore::onNotice(std::function<void(const StoreNotice&)> callback
     return impl_->notice.connect(std::move(callback));
 }
 
+// NOLINTBEGIN(performance-unnecessary-value-param): callers hand their reasons over.
 std::optional<Identifier> AppStore::startTask(std::string_view title, ChangeSource source,
                                               std::optional<std::string> reason) {
     Impl& s = *impl_;
@@ -214,6 +215,7 @@ Outcome AppStore::switchToTask(const Identifier& id, ChangeSource source, std::o
     }
     return Outcome::changed;
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 Outcome AppStore::stopTask(const Identifier& id) {
     Impl& s = *impl_;
@@ -415,7 +417,7 @@ void AppStore::selectDate(DayKey day) {
 
 void AppStore::setProjectFilter(ProjectFilter filter) {
     if (!(impl_->filter == filter)) {
-        impl_->filter = std::move(filter);
+        impl_->filter = filter;
         impl_->rebuildAndTell();
     }
 }

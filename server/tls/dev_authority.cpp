@@ -126,7 +126,7 @@ bool make(const DevCertificates& files) {
 }  // namespace
 
 Result<DevCertificates, std::string> devCertificates(const std::filesystem::path& folder) {
-    const DevCertificates files{folder / "authority.pem", folder / "server.pem", folder / "server.key"};
+    DevCertificates files{folder / "authority.pem", folder / "server.pem", folder / "server.key"};
     if (areUsable(files)) {
         return files;
     }

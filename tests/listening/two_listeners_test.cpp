@@ -29,7 +29,8 @@ constexpr Millis kPatience{30'000};
 
 std::string folderForTest() {
     std::string name = (std::filesystem::temp_directory_path() / "tolvik-XXXXXX").string();
-    return ::mkdtemp(name.data());
+    const char* made = ::mkdtemp(name.data());
+    return made == nullptr ? "" : made;
 }
 
 std::string answer(int status, std::string_view body) {
@@ -89,29 +90,30 @@ protected:
     FakeMediaPlayers media;
     FakeAudioFileCodec codec;
     std::vector<std::string> executed;
-    VoiceManager voice{{.loop = loop,
-                        .workers = workers,
-                        .clock = clock,
-                        .random = random,
-                        .values = values,
-                        .chord = chord,
-                        .microphone = microphone,
-                        .recognizer = recognizer,
-                        .media = media,
-                        .codec = codec,
-                        .transcription = &transcription,
-                        .temporaryFolder = folder,
-                        .vocabulary = [] { return SpeechVocabulary(); },
-                        .execute =
-                            [this](const std::string& transcript, std::function<void(const CommandOutcome&)> done) {
-                                executed.push_back(transcript);
-                                CommandOutcome outcome;
-                                outcome.action = "start";
-                                outcome.feedback = "started";
-                                done(outcome);
-                            },
-                        .preview = [](const std::string&) { return CommandOutcome(); },
-                        .undo = [] { return std::optional<std::string>(); }}};
+    VoiceManager voice{
+        {.loop = loop,
+         .workers = workers,
+         .clock = clock,
+         .random = random,
+         .values = values,
+         .chord = chord,
+         .microphone = microphone,
+         .recognizer = recognizer,
+         .media = media,
+         .codec = codec,
+         .transcription = &transcription,
+         .temporaryFolder = folder,
+         .vocabulary = [] { return SpeechVocabulary(); },
+         .execute =
+             [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
+                 executed.push_back(transcript);
+                 CommandOutcome outcome;
+                 outcome.action = "start";
+                 outcome.feedback = "started";
+                 done(outcome);
+             },
+         .preview = [](const std::string&) { return CommandOutcome(); },
+         .undo = [] { return std::optional<std::string>(); }}};
 };
 
 TEST_F(TwoListenersTest, TheServersAnswerDecidesWhoseTextIsUsed) {
