@@ -162,9 +162,9 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
     rebuildAndTell();
     bulkTimer = ports.loop.after(Millis{0}, [this] {
         flush();
-        creationTimer = ports.loop.after(Millis{0}, [this] { queueCreations(); });
         scheduleBulk();
     });
+    creationTimer = ports.loop.after(Millis{0}, [this] { queueCreations(); });
     return outcome;
 }
 
