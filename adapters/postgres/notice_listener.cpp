@@ -48,30 +48,58 @@ void NoticeListener::onEnded(std::function<void(const EndedSession&)> told) {
     ended_ = std::move(told);
 }
 
-bool NoticeListener::waitFor(int socket, int milliseconds) {
+void NoticeListener::onGap(std::function<void()> told) {
+    const std::scoped_lock lock(guard_);
+    gap_ = std::move(told);
+    if (gap_ && listens_) {
+        gap_();
+    }
+}
+
+NoticeListener::Woken NoticeListener::waitFor(int socket, int milliseconds) {
     std::array<pollfd, 2> files{pollfd{wake_, POLLIN, 0}, pollfd{socket, POLLIN, 0}};
-    poll(files.data(), files.size(), milliseconds);
-    return (files[0].revents & POLLIN) == 0;
+    const int ready = poll(files.data(), files.size(), milliseconds);
+    if ((files[0].revents & POLLIN) != 0) {
+        return Woken::toEnd;
+    }
+    return ready == 0 ? Woken::byTime : Woken::byData;
 }
 
 void NoticeListener::listen() {
     for (;;) {
-        if (connection_.isLost() && (connection_.connect() || !connection_.execute("LISTEN tolvik"))) {
-            static_cast<void>(connection_.takeProblem());
-            if (!waitFor(-1, retryMs)) {
-                return;
+        if (connection_.isLost()) {
+            listensNow(false);
+            if (connection_.connect() || !connection_.execute("LISTEN tolvik")) {
+                static_cast<void>(connection_.takeProblem());
+                if (waitFor(-1, retryMs) == Woken::toEnd) {
+                    return;
+                }
+                continue;
             }
-            continue;
+            listensNow(true);
         }
-        if (!waitFor(connection_.socket(), probeMs)) {
-            return;
-        }
+        // Before every wait: the reply to a query brings notices along, of which the socket then shows nothing.
         for (const std::string& payload : connection_.takeNotices()) {
             tell(payload);
         }
-        if (!connection_.execute("SELECT 1")) {
+        if (connection_.isLost()) {
+            continue;
+        }
+        const Woken woken = waitFor(connection_.socket(), probeMs);
+        if (woken == Woken::toEnd) {
+            return;
+        }
+        if (woken == Woken::byTime && !connection_.execute("SELECT 1")) {
             static_cast<void>(connection_.takeProblem());
         }
+    }
+}
+
+void NoticeListener::listensNow(bool listens) {
+    const std::scoped_lock lock(guard_);
+    listens_ = listens;
+    if (listens && gap_) {
+        gap_();
     }
 }
 

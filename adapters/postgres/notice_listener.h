@@ -11,7 +11,7 @@
 namespace tolvik::server {
 
 /// Hears what other instances announce, on a thread and a connection of its own. After a lost connection it listens
-/// again within some seconds; what was announced meanwhile is not heard, and devices learn of it with the next change.
+/// again within some seconds and says that there was a gap.
 class NoticeListener {
 public:
     NoticeListener(const std::string& address, const std::string& instance);
@@ -21,11 +21,14 @@ public:
 
     void onAnnouncement(std::function<void(const Announcement&)> told);
     void onEnded(std::function<void(const EndedSession&)> told);
+    void onGap(std::function<void()> told);
 
 private:
+    enum class Woken : unsigned char { toEnd, byData, byTime };
+
     void listen();
-    /// False when it is time to end.
-    bool waitFor(int socket, int milliseconds);
+    Woken waitFor(int socket, int milliseconds);
+    void listensNow(bool listens);
     void tell(const std::string& payload);
 
     PostgresConnection connection_;
@@ -33,6 +36,8 @@ private:
     std::mutex guard_;
     std::function<void(const Announcement&)> announced_;
     std::function<void(const EndedSession&)> ended_;
+    std::function<void()> gap_;
+    bool listens_ = false;
     std::thread thread_;
 };
 

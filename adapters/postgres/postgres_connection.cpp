@@ -262,13 +262,16 @@ std::optional<PostgresConnection::Problem> PostgresConnection::takeProblem() {
 
 std::vector<std::string> PostgresConnection::takeNotices() {
     std::vector<std::string> out;
-    PQconsumeInput(connection_.get());
+    const bool isThere = PQconsumeInput(connection_.get()) == 1;
     while (PGnotify* notice = PQnotifies(connection_.get())) {
         std::string payload = notice->extra;
         PQfreemem(notice);
         if (!payload.starts_with(instance_ + ' ')) {
             out.push_back(std::move(payload));
         }
+    }
+    if (!isThere) {
+        connection_.reset();
     }
     return out;
 }

@@ -165,4 +165,8 @@ void PostgresStorage::onEnded(std::function<void(const EndedSession&)> told) {
     impl_->listener.onEnded(std::move(told));
 }
 
+void PostgresStorage::onGap(std::function<void()> told) {
+    impl_->listener.onGap(std::move(told));
+}
+
 }  // namespace tolvik::server

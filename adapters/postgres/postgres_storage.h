@@ -26,6 +26,7 @@ public:
     [[nodiscard]] Result<void, StorageProblem> check() override;
     void onAnnouncement(std::function<void(const Announcement&)> told) override;
     void onEnded(std::function<void(const EndedSession&)> told) override;
+    void onGap(std::function<void()> told) override;
 
 private:
     struct Impl;

@@ -32,6 +32,7 @@ public:
     /// There are no other instances: never called back.
     void onAnnouncement(std::function<void(const Announcement&)>) override {}
     void onEnded(std::function<void(const EndedSession&)>) override {}
+    void onGap(std::function<void()>) override {}
 
     /// Writes the log back into the file, for example before a backup or at the end.
     [[nodiscard]] Result<void, StorageProblem> checkpoint();

@@ -44,6 +44,7 @@ struct Dispatcher::Impl {
           keeper([this] { keepTidy(); }) {
         parts.storage.onAnnouncement([this](const Announcement& one) { parts.hub.announce(one); });
         parts.storage.onEnded([this](const EndedSession& one) { parts.hub.endStreams(one.userId, one.deviceId); });
+        parts.storage.onGap([this] { parts.hub.announceToAll(); });
     }
 
     ~Impl() {
@@ -60,6 +61,7 @@ struct Dispatcher::Impl {
         }
         parts.storage.onAnnouncement(nullptr);
         parts.storage.onEnded(nullptr);
+        parts.storage.onGap(nullptr);
     }
 
     void answer(Job& job, Answer given) {

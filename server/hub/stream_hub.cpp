@@ -66,6 +66,24 @@ void StreamHub::announce(const Announcement& announcement) {
     }
 }
 
+void StreamHub::announceToAll() {
+    std::vector<std::shared_ptr<Subscriber>> told;
+    {
+        const std::lock_guard lock(mutex_);
+        told.reserve(count_);
+        for (const auto& [user, open] : users_) {
+            for (const auto& one : open) {
+                told.push_back(one.subscriber.lock());
+            }
+        }
+    }
+    for (const auto& one : told) {
+        if (one) {
+            one->announce();
+        }
+    }
+}
+
 void StreamHub::endStreams(const std::string& userId, const std::string& deviceId) {
     std::vector<std::shared_ptr<Subscriber>> ended;
     {

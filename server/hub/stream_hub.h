@@ -44,6 +44,8 @@ public:
 
     /// To every stream of the user but the device's own.
     void announce(const Announcement& announcement);
+    /// To every stream of all users: something may have changed that nobody told of.
+    void announceToAll();
     /// Ends the streams of a device that signed out; an empty device means all of the user's.
     void endStreams(const std::string& userId, const std::string& deviceId);
 

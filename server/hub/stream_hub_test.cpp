@@ -26,6 +26,10 @@ TEST(StreamHub, tellsTheOtherDevicesOfTheUserAndNobodyElse) {
     EXPECT_EQ(phone->announced, 0);
     EXPECT_EQ(desk->announced, 1);
     EXPECT_EQ(stranger->announced, 0);
+    hub.announceToAll();
+    EXPECT_EQ(phone->announced, 1);
+    EXPECT_EQ(desk->announced, 2);
+    EXPECT_EQ(stranger->announced, 1);
     hub.endStreams("ann", "desk");
     hub.endStreams("bob", "");
     EXPECT_EQ(phone->ended, 0);
@@ -33,8 +37,8 @@ TEST(StreamHub, tellsTheOtherDevicesOfTheUserAndNobodyElse) {
     EXPECT_EQ(stranger->ended, 1);
     hub.remove("ann", desk.get());
     hub.announce({"ann", ""});
-    EXPECT_EQ(desk->announced, 1);
-    EXPECT_EQ(phone->announced, 1);
+    EXPECT_EQ(desk->announced, 2);
+    EXPECT_EQ(phone->announced, 2);
     EXPECT_EQ(hub.count(), 2U);
 }
 

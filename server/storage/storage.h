@@ -57,6 +57,9 @@ public:
     virtual void onAnnouncement(std::function<void(const Announcement&)> told) = 0;
     /// Likewise for sessions that other instances ended.
     virtual void onEnded(std::function<void(const EndedSession&)> told) = 0;
+    /// The storage hears other instances from now on, for the first time or again (within the call when it does so
+    /// already): any user's records may have changed before without a word.
+    virtual void onGap(std::function<void()> told) = 0;
 };
 
 }  // namespace tolvik::server

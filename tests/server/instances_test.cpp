@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
+#include "adapters/postgres/postgres_connection.h"
 #include "adapters/postgres/postgres_storage.h"
 #include "tests/server/server_fixture.h"
 
@@ -17,7 +19,7 @@ protected:
         if (!PostgresCluster::isInstalled()) {
             GTEST_SKIP() << "PostgreSQL is not installed: nothing is known of several instances";
         }
-        const std::string address = PostgresCluster::shared().newDatabase();
+        address = PostgresCluster::shared().newDatabase();
         for (auto* one : {&storage, &otherStorage}) {
             auto opened = PostgresStorage::open(address, 3);
             ASSERT_TRUE(opened.has_value()) << opened.error().text;
@@ -37,56 +39,91 @@ protected:
         return (atOther ? *otherApp : *app).serve(atOther ? *otherStorage : *storage, {&request, 1}).front().response;
     }
 
+    std::string address;
     FakeRandom otherRandom{8};
     std::unique_ptr<Storage> otherStorage;
     std::unique_ptr<ServerApp> otherApp;
 };
 
-TEST_P(InstancesTest, OneHearsWhatTheOtherAnnounces) {
-    std::mutex guard;
-    std::condition_variable heardMore;
-    std::vector<Announcement> heard;
-    std::vector<EndedSession> ended;
-    std::atomic<int> ownEchoes = 0;
-    storage->onAnnouncement([&](const Announcement&) { ++ownEchoes; });
-    otherStorage->onAnnouncement([&](const Announcement& one) {
-        const std::scoped_lock lock(guard);
-        heard.push_back(one);
-        heardMore.notify_all();
-    });
-    otherStorage->onEnded([&](const EndedSession& one) {
-        const std::scoped_lock lock(guard);
-        ended.push_back(one);
-        heardMore.notify_all();
-    });
-    const std::shared_ptr<void> quiet(nullptr, [&](void*) {
-        otherStorage->onAnnouncement(nullptr);
-        otherStorage->onEnded(nullptr);
-        storage->onAnnouncement(nullptr);
-    });
-    const std::string warming = signIn("a@b.c");
-    const std::string token = signIn("a@b.c");
-    // The other instance begins to listen on a thread of its own, so the first announcements may be too early for it,
-    // and several may be on their way when the first is heard.
-    const auto begins = [&] {
-        send(warming, "POST", "/tasks", task(newId()));
-        std::unique_lock lock(guard);
-        return heardMore.wait_for(lock, Millis{100}, [&] { return !heard.empty(); });
-    };
-    bool listens = false;
-    for (int i = 0; i < 300 && !listens; ++i) {
-        listens = begins();
+/// What the other instance hears, while this lives.
+class Ears {
+public:
+    explicit Ears(Storage& storage) : storage_(storage) {
+        storage.onAnnouncement([this](const Announcement& one) { note([&] { announced.push_back(one); }); });
+        storage.onEnded([this](const EndedSession& one) { note([&] { ended.push_back(one); }); });
+        storage.onGap([this] { note([&] { ++gaps; }); });
     }
-    ASSERT_TRUE(listens);
+    Ears(const Ears&) = delete;
+    Ears& operator=(const Ears&) = delete;
+    ~Ears() {
+        storage_.onAnnouncement(nullptr);
+        storage_.onEnded(nullptr);
+        storage_.onGap(nullptr);
+    }
+
+    /// Much sooner than the listener asks whether its connection is still there.
+    [[nodiscard]] bool soon(const std::function<bool()>& isTrue) {
+        std::unique_lock lock(guard_);
+        return more_.wait_for(lock, Millis{15'000}, isTrue);
+    }
+
+    std::vector<Announcement> announced;
+    std::vector<EndedSession> ended;
+    int gaps = 0;
+
+private:
+    void note(const std::function<void()>& what) {
+        const std::scoped_lock lock(guard_);
+        what();
+        more_.notify_all();
+    }
+
+    Storage& storage_;
+    std::mutex guard_;
+    std::condition_variable more_;
+};
+
+TEST_P(InstancesTest, OneHearsWhatTheOtherAnnounces) {
+    Ears own(*storage);
+    Ears other(*otherStorage);
+    ASSERT_TRUE(own.soon([&] { return own.gaps > 0; }));
+    ASSERT_TRUE(other.soon([&] { return other.gaps > 0; }));
+    const std::string token = signIn("a@b.c");
     const std::vector<Announcement> made = send(token, "POST", "/tasks", task(newId())).outcome.announcements;
     const std::vector<EndedSession> left = send(token, "POST", "/auth/logout").outcome.ended;
     ASSERT_EQ(made.size(), 1U);
-    std::unique_lock lock(guard);
-    EXPECT_TRUE(heardMore.wait_for(lock, Millis{30'000},
-                                   [&] { return std::ranges::count(heard, made.front()) > 0 && !ended.empty(); }));
-    EXPECT_EQ(heard.back(), made.front());
-    EXPECT_EQ(ended, left);
-    EXPECT_EQ(ownEchoes, 0);
+    EXPECT_TRUE(other.soon([&] { return !other.announced.empty() && !other.ended.empty(); }));
+    EXPECT_EQ(other.announced, made);
+    EXPECT_EQ(other.ended, left);
+    EXPECT_TRUE(own.announced.empty());
+}
+
+TEST_P(InstancesTest, NothingOfABurstWaitsForTheNextAnnouncement) {
+    constexpr std::size_t bursts = 60;
+    constexpr std::size_t together = 4;
+    Ears other(*otherStorage);
+    ASSERT_TRUE(other.soon([&] { return other.gaps > 0; }));
+    const std::string token = signIn("a@b.c");
+    for (std::size_t i = 1; i <= bursts; ++i) {
+        for (std::size_t j = 0; j < together; ++j) {
+            EXPECT_EQ(send(token, "POST", "/tasks", task(newId())).status, 200);
+        }
+        ASSERT_TRUE(other.soon([&] { return other.announced.size() >= i * together; })) << "burst " << i;
+    }
+}
+
+TEST_P(InstancesTest, AListenerThatLostItsConnectionSaysSoAndHearsAgain) {
+    Ears other(*otherStorage);
+    ASSERT_TRUE(other.soon([&] { return other.gaps == 1; }));
+    PostgresConnection operatorOf(address, "operator");
+    ASSERT_FALSE(operatorOf.connect().has_value());
+    ASSERT_TRUE(
+        operatorOf.execute("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE "
+                           "datname = current_database() AND query = 'LISTEN tolvik'"));
+    ASSERT_TRUE(other.soon([&] { return other.gaps == 2; }));
+    const std::string token = signIn("a@b.c");
+    EXPECT_EQ(send(token, "POST", "/tasks", task(newId())).status, 200);
+    EXPECT_TRUE(other.soon([&] { return other.announced.size() == 1; }));
 }
 
 TEST_P(InstancesTest, DevicesOnBothChangeTheSameAccountsAtTheSameTime) {
