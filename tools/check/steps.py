@@ -89,7 +89,16 @@ def read_report(path):
         else:
             result.failed += 1
             result.said.append("FAILED: " + case.get("name"))
+            result.said += excerpt(case.findtext("system-out") or "")
     return result
+
+
+def excerpt(output, lines=30):
+    """Where a test program tells of a failure, so that whoever reads only the terminal knows what went wrong."""
+    said = output.splitlines()
+    first = next((at for at, line in enumerate(said) if "Failure" in line or "ERROR:" in line), len(said) - lines)
+    first = max(first, 0)
+    return ["  | " + line for line in said[first:first + lines]]
 
 
 def tail(path, lines):
