@@ -213,6 +213,22 @@ class Storm:
             if thread.is_alive():
                 raise RuntimeError("a command hangs")
 
+    def tamper(self):
+        """Changes behind the facts' back what one device alone was told; the lines that the check must then give."""
+        sure = []
+        while len(sure) < 2:
+            self.people[0].do_start()
+            sure = [(id, task) for id, task in self.facts.tasks.items()
+                    if task.alive and len(task.devices) == 1 and task.title is not None and task.status == "open"]
+        out = []
+        for (id, task), words, name in zip(sure, [["edit", "--title", "Nobody said this"], ["done"]], ["title", "status"]):
+            person = next(one for one in self.people if one.name in task.devices)
+            code, answer = person.device.json(words[0], id, *words[1:])
+            if code != 0:
+                raise RuntimeError(f"could not be tampered with: {answer}")
+            out.append(f"{id}: {name} is ")
+        return out
+
     def strike(self):
         self.counts["rounds"] += 1
         kind = self.chance.choices(["server", "network", "cut", "desktop"], [4, 6, 3, 3])[0]
@@ -296,6 +312,8 @@ def main():
     parser.add_argument("--database", choices=["sqlite", "postgres"], default="sqlite")
     parser.add_argument("--servers", type=int, choices=[1, 2], default=1)
     parser.add_argument("--desktops", metavar="DISPLAY", help="such as :99")
+    parser.add_argument("--tamper", action="store_true",
+                        help="change two tasks unseen at the end; succeeds when the check names both")
     parser.add_argument("--keep", action="store_true", help="leave the folders")
     options = parser.parse_args()
     if options.servers == 2 and options.database == "sqlite":
@@ -309,6 +327,7 @@ def main():
     storm = Storm(options, folder)
     try:
         storm.blow()
+        tampered = storm.tamper() if options.tamper else []
         began = time.monotonic()
         wrong = storm.settle()
         print(storm.summary())
@@ -316,6 +335,11 @@ def main():
     finally:
         ended = storm.close()
     wrong += ended
+    if tampered:
+        found = [line for line in wrong if any(part in line for part in tampered)]
+        wrong = [line for line in wrong if line not in found]
+        if len({line.split(": ")[1] for line in found}) != len(tampered):
+            wrong.append(f"the check missed what was tampered with: it found {found} of {tampered}")
     print("\n".join(wrong[:60]) if wrong else "nothing is missing")
     if not wrong and not options.keep:
         shutil.rmtree(folder, ignore_errors=True)
