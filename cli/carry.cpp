@@ -4,6 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "adapters/asio/asio_main_loop.h"
@@ -30,6 +31,23 @@ CommandResponse failed(const CommandRequest& request, const std::string& why) {
     return response;
 }
 
+/// Why the log does not open, for a process that will not try again.
+std::string_view whyNot(StoreError problem) {
+    switch (problem) {
+        case StoreError::full:
+            return "The disk is full. Make room and give the command again.";
+        case StoreError::readOnly:
+            return "It cannot be written. Mend its permissions and give the command again.";
+        case StoreError::locked:
+            return "Another process holds it. Try again.";
+        case StoreError::io:
+            return "The disk does not give or take its bytes.";
+        case StoreError::corrupt:
+            break;
+    }
+    return describe(problem);
+}
+
 /// Nobody has the log: this process opens it, makes its change and lets go.
 CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) {
     const SystemClock clock;
@@ -42,7 +60,7 @@ CommandResponse carryOutHere(const Paths& paths, const CommandRequest& request) 
                           {.endsAfterwards = true});
     if (!services) {
         return failed(request, fmt::format("The log at {} cannot be opened. {}\nSee: tolvik doctor",
-                                           paths.database().string(), describe(services.error())));
+                                           paths.database().string(), whyNot(services.error())));
     }
     AccountCommands account({.session = (*services)->session(),
                              .auth = (*services)->auth(),

@@ -49,9 +49,14 @@ Finding lookAtSpeech(const Paths& paths) {
                 "Build or install the desktop application as well."};
     }
     const auto missing = json.value("missing", std::string());
-    return missing.empty() ? Finding{"speech", State::fine, json.value("model", std::string()), {}}
-                           : Finding{"speech", State::missing, missing,
-                                     "Run ./setup (from a package: sudo tolvik-get-models), or set TOLVIK_MODELS."};
+    if (missing.empty()) {
+        return {"speech", State::fine, json.value("model", std::string()), {}};
+    }
+    // What is missing comes with what to do about it, where there is more to do than to install it.
+    const auto advice = missing.find(" Run ");
+    return {
+        "speech", State::missing, missing.substr(0, advice),
+        advice == std::string::npos ? "Build or install the desktop application as well." : missing.substr(advice + 1)};
 }
 
 std::string_view word(State state) {

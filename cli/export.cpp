@@ -128,6 +128,9 @@ ExitCode runExport(const Paths& paths, const CommandRequest& request) {
     int outputs = 0;
     for (const char* format : kFormats) {
         if (const auto file = request.option(format)) {
+            if (file->empty()) {
+                return refuse(ExitCode::usage, fmt::format("--{} needs FILE.", format));
+            }
             files.emplace_back(format, *file);
             outputs += *file == "-" ? 1 : 0;
         }

@@ -48,8 +48,14 @@ Result<std::string, std::string> readFile(const std::string& path) {
             break;
         }
         bytes.append(part.data(), static_cast<std::size_t>(got));
+        if (bytes.size() > kLargestFile) {
+            break;
+        }
     }
     std::string problem = got < 0 ? because("read", path) : std::string();
+    if (bytes.size() > kLargestFile) {
+        problem = fmt::format("Cannot read {}: it is larger than {} MB.", path, kLargestFile >> 20U);
+    }
     if (file != STDIN_FILENO) {
         ::close(file);
     }

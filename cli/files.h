@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -8,7 +9,11 @@
 
 namespace tolvik {
 
-/// The whole of a file or pipe; "-" is the standard input. The error says what is wrong.
+/// The largest file that is read whole; a log of a million entries takes less.
+inline constexpr std::size_t kLargestFile = std::size_t{512} << 20U;
+
+/// The whole of a file or pipe of at most `kLargestFile` bytes; "-" is the standard input. The error says what is
+/// wrong.
 [[nodiscard]] Result<std::string, std::string> readFile(const std::string& path);
 /// Replaces a file whole or not at all, where it is a plain file; "-" is the standard output.
 [[nodiscard]] Result<void, std::string> writeFile(const std::string& path, std::string_view bytes);

@@ -117,9 +117,7 @@ ExitCode runHear(const Paths& paths, const CommandRequest& request) {
     response.error += heard->note;
     if (request.has("json")) {
         response.out = withHearing(response.out, *heard);
-    } else if (trimmed(heard->text).empty()) {
-        response.error += "Nothing was said.\n";
-    } else {
+    } else if (!trimmed(heard->text).empty()) {
         response.out = fmt::format("“{}”\n{}", heard->text, response.out);
     }
     return print(response);

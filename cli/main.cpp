@@ -12,12 +12,14 @@
 #include <string>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "cli/carry.h"
 #include "cli/commands_here.h"
 #include "cli/files.h"
 #include "commands/command_line.h"
+#include "commands/words.h"
 
 namespace tolvik {
 
@@ -61,9 +63,13 @@ ExitCode exportTo(const Paths& paths, const CommandRequest& request) {
     }
     const auto size = response.out.size();
     response.out.clear();
+    if (file == "-") {
+        return print(response);
+    }
     if (request.has("json")) {
-        response.out = nlohmann::ordered_json{{"action", "export"}, {"file", file}, {"bytes", size}}.dump() + "\n";
-    } else if (file != "-") {
+        const nlohmann::ordered_json told{{"action", "export"}, {"file", file}, {"bytes", size}};
+        response.out = told.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    } else {
         response.out = fmt::format("Exported to {} ({} bytes).\n", file, size);
     }
     return print(response);
@@ -85,10 +91,16 @@ ExitCode importFrom(const Paths& paths, CommandRequest request) {
     if (const auto written = writeFile(copy, *bytes); !written) {
         return print(refused(request, ExitCode::environment, written.error()));
     }
-    file = copy;
-    const auto exit = print(carryOut(paths, request));
+    const auto given = std::exchange(file, copy);
+    auto response = carryOut(paths, request);
     ::unlink(copy.c_str());
-    return exit;
+    // What is told is told of the file that the user named.
+    for (auto* text : {&response.out, &response.error}) {
+        if (const auto at = text->find(copy); at != std::string::npos) {
+            text->replace(at, copy.size(), oneLine(given));
+        }
+    }
+    return print(response);
 }
 
 ExitCode run(std::span<const std::string> arguments) {

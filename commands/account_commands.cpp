@@ -162,7 +162,9 @@ CommandResponse AccountCommands::state(const CommandRequest& request) {
         const std::string name = ports_.session.name();
         text = "Signed in as " + oneLine(email) + (name.empty() ? "" : " (" + oneLine(name) + ")") + ".";
     }
-    if (pending > 0) {
+    if (pending > 0 && !signedIn) {
+        text += fmt::format("\n{} {} until then.", pending, pending == 1 ? "change waits" : "changes wait");
+    } else if (pending > 0) {
         text += fmt::format("\n{} waiting to sync", pending);
         if (const auto& reason = ports_.outbox.parkedReason()) {
             text += ". " + *reason;
@@ -181,6 +183,10 @@ void AccountCommands::changeName(const CommandRequest& request, const Done& done
         done(refusal(request, ExitCode::usage, "A name cannot be empty."));
         return;
     }
+    if (const auto refused = refusedSignedOut(request)) {
+        done(*refused);
+        return;
+    }
     ports_.profile.changeName(
         name, [request, name, finish = limited(request, patience, done)](const Result<void, std::string>& changed) {
             finish(changed ? told(request, {{"name", name}}, "Your name is now " + oneLine(name) + ".")
@@ -188,7 +194,19 @@ void AccountCommands::changeName(const CommandRequest& request, const Done& done
         });
 }
 
+std::optional<CommandResponse> AccountCommands::refusedSignedOut(const CommandRequest& request) const {
+    if (ports_.session.isSignedIn()) {
+        return std::nullopt;
+    }
+    const std::string& problem = ports_.session.problem();
+    return refusal(request, ExitCode::nothing, problem.empty() ? kHowToSignIn : problem);
+}
+
 void AccountCommands::deleteAccount(const CommandRequest& request, const Done& done) {
+    if (const auto refused = refusedSignedOut(request)) {
+        done(*refused);
+        return;
+    }
     if (!request.has("yes")) {
         done(refusal(request, ExitCode::usage,
                      fmt::format("{} {}\nThe log on this device stays. If you mean it: tolvik account delete --yes",
@@ -204,9 +222,8 @@ void AccountCommands::deleteAccount(const CommandRequest& request, const Done& d
 }
 
 void AccountCommands::sync(const CommandRequest& request, const Done& done) {
-    if (!ports_.session.isSignedIn()) {
-        const std::string& problem = ports_.session.problem();
-        done(refusal(request, ExitCode::nothing, problem.empty() ? kHowToSignIn : problem));
+    if (const auto refused = refusedSignedOut(request)) {
+        done(*refused);
         return;
     }
     if (!isConfigured()) {

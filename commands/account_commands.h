@@ -57,6 +57,8 @@ private:
     [[nodiscard]] CommandResponse state(const CommandRequest& request);
     [[nodiscard]] CommandResponse synced(const CommandRequest& request, bool pulled);
     [[nodiscard]] bool isConfigured() const;
+    /// What a command that needs an account answers while nobody is signed in.
+    [[nodiscard]] std::optional<CommandResponse> refusedSignedOut(const CommandRequest& request) const;
 
     Ports ports_;
     Timer limit_;

@@ -1,9 +1,11 @@
 #include "commands/command_line.h"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "commands/likeness.h"
 
@@ -147,7 +149,7 @@ const std::vector<CommandHelp>& table() {
          false},
         {"telemetry",
          "on | off | show",
-         "whether usage is recorded and sent, and the very bytes that are",
+         "usage that may be sent: on, off, or the very bytes",
          1,
          1,
          {},
@@ -164,11 +166,12 @@ const std::vector<CommandHelp>& table() {
         {"sign-out", "", "send what waits, then sign out; the log stays here", 0, 0, {}, "", false},
         {"account",
          "[name NAME | delete]",
-         "who is signed in and what waits to be sent; change the name, delete the account",
+         "who is signed in, and what waits to be sent",
          0,
          kWords,
          {{"yes", "", "delete the account without asking"}},
-         "Deleting the account removes what the server has. The log on this device stays.",
+         "\"name\" changes your name, \"delete\" the account: what the server has is removed.\n"
+         "The log on this device stays.",
          false},
         {"sync", "", "send what waits, then fetch everything, within 20 seconds", 0, 0, {}, "", false},
         {"doctor", "", "what is there, what is missing, and what to do about it", 0, 0, {}, "", false},
@@ -196,6 +199,44 @@ std::optional<OptionHelp> findOption(const CommandHelp& command, std::string_vie
         return OptionHelp{"colour", "", ""};
     }
     return std::nullopt;
+}
+
+/// What people call a command elsewhere, or as they would say it.
+std::optional<std::string> meantBy(std::string_view word) {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 16> others{{
+        {"pause", "stop"},
+        {"finish", "done"},
+        {"complete", "done"},
+        {"continue", "resume"},
+        {"back", "resume"},
+        {"add", "start"},
+        {"new", "start"},
+        {"begin", "start"},
+        {"track", "start"},
+        {"rm", "delete"},
+        {"remove", "delete"},
+        {"rename", "edit"},
+        {"list", "tasks"},
+        {"today", "log"},
+        {"login", "sign-in"},
+        {"logout", "sign-out"},
+    }};
+    const auto found = std::ranges::find(others, word, &std::pair<std::string_view, std::string_view>::first);
+    if (found != others.end()) {
+        return std::string(found->second);
+    }
+    std::vector<std::string> names;
+    for (const auto& one : table()) {
+        if (!one.internal) {
+            names.emplace_back(one.name);
+        }
+    }
+    return likest(word, names);
+}
+
+/// True for "--json" and its like: a value that was forgotten, not a value. "--title=--json" gives it nevertheless.
+bool isOptionOf(const CommandHelp& command, std::string_view argument) {
+    return argument.starts_with("--") && findOption(command, argument.substr(2)).has_value();
 }
 
 std::string usageOf(const CommandHelp& command) {
@@ -234,10 +275,11 @@ std::string overviewHelp() {
         "  tolvik                 open the desktop application, or raise its window\n";
     for (const auto& command : table()) {
         if (!command.internal) {
-            const auto form = command.name == "project" || command.name == "data" || command.name == "vocabulary"
-                                  ? fmt::format("tolvik {} …", command.name)
-                                  : usageOf(command);
-            help += fmt::format("  {:<22} {}\n", form, command.summary);
+            // What would stand beyond its column is told by the command's own page.
+            constexpr std::size_t column = 22;
+            const auto usage = usageOf(command);
+            const auto form = usage.size() > column ? fmt::format("tolvik {} …", command.name) : usage;
+            help += fmt::format("  {:<{}} {}\n", form, column, command.summary);
         }
     }
     help +=
@@ -271,13 +313,7 @@ Result<CommandRequest, std::string> parseCommandLine(std::span<const std::string
     request.command = arguments.front();
     const CommandHelp* command = findCommand(request.command);
     if (command == nullptr) {
-        std::vector<std::string> names;
-        for (const auto& one : table()) {
-            if (!one.internal) {
-                names.emplace_back(one.name);
-            }
-        }
-        const auto near = likest(request.command, names);
+        const auto near = meantBy(request.command);
         return failure(fmt::format("There is no command \"{}\".{}\nAll commands: tolvik --help", request.command,
                                    near ? fmt::format(" Did you mean \"{}\"?", *near) : ""));
     }
@@ -310,7 +346,7 @@ Result<CommandRequest, std::string> parseCommandLine(std::span<const std::string
             }
         } else if (equals != std::string_view::npos) {
             value = argument.substr(equals + 1);
-        } else if (i + 1 < arguments.size()) {
+        } else if (i + 1 < arguments.size() && !isOptionOf(*command, arguments[i + 1])) {
             value = arguments[++i];
         } else {
             return failure(fmt::format("{} needs {}.\n{}", name, option->value, tryHelp(*command)));

@@ -1,5 +1,6 @@
 #include "commands/command_line.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "commands/words.h"
@@ -35,6 +36,16 @@ TEST(CommandLine, refusesWithWhatToDoInstead) {
     EXPECT_FALSE(parsed({"start", "-x"}));
     // Commands of the programs are not offered to people.
     EXPECT_EQ(parsed({"healht"}).error().find("health"), std::string::npos);
+}
+
+TEST(CommandLine, takesNoForgottenValueFromTheNextOption) {
+    const std::vector<std::string> forgotten{"edit", "x", "--title", "--json"};
+    ASSERT_FALSE(parseCommandLine(forgotten));
+    EXPECT_THAT(parseCommandLine(forgotten).error(), ::testing::HasSubstr("--title needs TITLE."));
+    const std::vector<std::string> meant{"edit", "x", "--title=--json"};
+    EXPECT_EQ(parseCommandLine(meant)->option("title"), "--json");
+    const std::vector<std::string> text{"edit", "x", "--title", "--of a title--"};
+    EXPECT_EQ(parseCommandLine(text)->option("title"), "--of a title--");
 }
 
 TEST(CommandLine, checksRequestsOfOthersTheSameWay) {
@@ -74,6 +85,7 @@ TEST(Words, lengthsDaysAndColumns) {
     EXPECT_EQ(padded("ab", 4), "ab  ");
     EXPECT_EQ(oneLine("a\nb\x1B[31m\xC2\x9B\x7F"), "a b [31m  ");
     EXPECT_EQ(oneLine("é\xFF"), "é\xEF\xBF\xBD");
+    EXPECT_EQ(oneLine("a\u202Eb\u2066c\u2013שלום"), "a b c\u2013שלום");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
+#include <utility>
 
 #include "base/text.h"
 #include "commands/answers.h"
@@ -173,10 +174,11 @@ std::string dayReport(const ReportView& view, DayKey day, ReportForm form) {
     std::vector<Identifier> order;
     std::unordered_map<Identifier, std::int64_t> sums;
     std::string lines;
-    std::map<Identifier, std::string> reasons;
+    // A switch and the entry that it began carry the same instant.
+    std::map<std::pair<Identifier, std::string>, std::string> reasons;
     for (const auto& log : view.store.switchLogsOn(day)) {
         if (log.reason) {
-            reasons[log.toTaskId] = *log.reason;
+            reasons[{log.toTaskId, log.switchedAt.text()}] = *log.reason;
         }
     }
     for (const auto& stretch : stretches) {
@@ -193,18 +195,27 @@ std::string dayReport(const ReportView& view, DayKey day, ReportForm form) {
                            : stretch.to == view.timeZone.startOf(day.plus(1))
                                ? std::string("24:00")
                                : clockWords(view.timeZone.timeOf(stretch.to));
-        const auto title = padded(oneLine(titleOf(view.store, id)), titleWidth);
+        const auto reason = reasons.find({id, stretch.entry->startedAt.text()});
+        std::string beside = project.empty() ? std::string() : fmt::format("  [{}]", oneLine(project));
+        if (reason != reasons.end()) {
+            beside += "  " + oneLine(reason->second);
+        }
+        auto title = padded(oneLine(titleOf(view.store, id)), titleWidth);
+        if (beside.empty()) {
+            title.erase(title.find_last_not_of(' ') + 1);
+        }
         lines += fmt::format("  {} – {}  {:>10}  {}{}\n", clockWords(view.timeZone.timeOf(stretch.from)), until,
                              durationWords(length), stretch.running ? palette.running(title) : title,
-                             project.empty() ? "" : palette.faint(fmt::format("  [{}]", oneLine(project))));
+                             beside.empty() ? "" : palette.faint(beside));
     }
     std::string text = fmt::format("{}   {}\n{}", palette.strong(dayWords(day)), durationWords(total), lines);
     if (order.size() > 1) {
         std::ranges::stable_sort(order, [&](const auto& a, const auto& b) { return sums[a] > sums[b]; });
         text += "\n";
         for (const auto& id : order) {
-            text +=
-                fmt::format("  {:>13}  {:>10}  {}\n", "", durationWords(sums[id]), oneLine(titleOf(view.store, id)));
+            auto title = padded(oneLine(titleOf(view.store, id)), titleWidth);
+            title.erase(title.find_last_not_of(' ') + 1);
+            text += fmt::format("  {:>13}  {:>10}  {}\n", "", durationWords(sums[id]), title);
         }
     }
     return text;
@@ -273,11 +284,14 @@ std::string taskReport(const ReportView& view, const std::vector<TaskInfo>& cand
     return text;
 }
 
-std::string projectReport(const ReportView& view, ReportForm form) {
+std::string projectReport(const ReportView& view, const std::optional<Identifier>& current, ReportForm form) {
     if (form == ReportForm::json) {
         Json json = Json::array();
         for (const auto& project : view.store.tags()) {
-            json.push_back(Json{{"id", project.id.text()}, {"name", project.name}, {"colorIndex", project.colorIndex}});
+            json.push_back(Json{{"id", project.id.text()},
+                                {"name", project.name},
+                                {"colorIndex", project.colorIndex},
+                                {"isCurrent", current == project.id}});
         }
         return dumped(json);
     }
@@ -286,7 +300,7 @@ std::string projectReport(const ReportView& view, ReportForm form) {
     }
     std::string text;
     for (const auto& project : view.store.tags()) {
-        text += oneLine(project.name) + "\n";
+        text += oneLine(project.name) + (current == project.id ? "   (current)" : "") + "\n";
     }
     return text;
 }

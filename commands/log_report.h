@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,7 +34,9 @@ enum class ReportForm : std::uint8_t { plain, coloured, json };
 /// latest change.
 [[nodiscard]] std::string taskReport(const ReportView& view, const std::vector<TaskInfo>& candidates, bool finished,
                                      ReportForm form);
-[[nodiscard]] std::string projectReport(const ReportView& view, ReportForm form);
+/// `current`: the project that new tasks go to.
+[[nodiscard]] std::string projectReport(const ReportView& view, const std::optional<Identifier>& current,
+                                        ReportForm form);
 
 /// "yyyy-mm-dd", "today", "yesterday", or a number of days back.
 [[nodiscard]] Result<DayKey, std::string> dayNamed(std::string_view text, DayKey today);

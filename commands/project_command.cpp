@@ -7,6 +7,7 @@
 #include "commands/task_lookup.h"
 #include "commands/vocabulary_commands.h"
 #include "core/app_store.h"
+#include "services/project_names.h"
 
 namespace tolvik {
 namespace {
@@ -28,13 +29,17 @@ CommandResponse runProject(AppStore& store, DictionaryManager* dictionary, const
     const auto& verb = request.arguments.front();
     const std::size_t given = request.arguments.size() - 1;
     if (verb == "list" && given == 0) {
-        return report(projectReport(view, formOf(request)));
+        return report(
+            projectReport(view, dictionary == nullptr ? std::nullopt : dictionary->activeTagId(), formOf(request)));
     }
     if (verb == "use" && dictionary != nullptr) {
         return runProjectUse(*dictionary, store, request);
     }
     const auto rest = joined({request.arguments.begin() + 1, request.arguments.end()}, " ");
     if (verb == "add" && given > 0) {
+        if (const TagModel* there = projectOfName(store.tags(), rest)) {
+            return nothing(request, "There is a project of that name already: " + there->name);
+        }
         const auto id = store.createProject(rest);
         return id ? projectTold(request, "add", *id, store.tagById(*id)->name, "Added: ")
                   : nothing(request, "A project needs a name");
@@ -52,6 +57,13 @@ CommandResponse runProject(AppStore& store, DictionaryManager* dictionary, const
     const Identifier id = lookup.found->id;
     const std::string old = lookup.found->name;
     if (renames) {
+        if (trimmed(request.arguments[2]).empty()) {
+            return nothing(request, "A project needs a name");
+        }
+        if (const TagModel* there = projectOfName(store.tags(), request.arguments[2]);
+            there != nullptr && there->id != id) {
+            return nothing(request, "There is a project of that name already: " + there->name);
+        }
         return store.renameProject(id, request.arguments[2]) == Outcome::changed
                    ? projectTold(request, "rename", id, store.tagById(id)->name, "Renamed: " + old + " → ")
                    : nothing(request, "Nothing to rename");

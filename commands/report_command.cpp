@@ -1,5 +1,7 @@
 #include "commands/report_command.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -127,6 +129,23 @@ CommandResponse runLogPart(const AppStore& store, const CommandRequest& request)
     return response;
 }
 
+namespace {
+
+/// How wide the report is written. The error is for the user.
+Result<std::size_t, std::string> columnsOf(const CommandRequest& request) {
+    constexpr std::size_t narrowest = 40;
+    constexpr std::size_t widest = 160;
+    const auto text = request.option("width").value_or("80");
+    std::size_t width = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), width);
+    if (error != std::errc{} || end != text.data() + text.size() || width == 0) {
+        return failure(fmt::format("\"{}\" is no width. Write a number of columns.", oneLine(text)));
+    }
+    return std::clamp(width, narrowest, widest);
+}
+
+}  // namespace
+
 CommandResponse runReport(const AppStore& store, ReportBook& book, const CommandRequest& request) {
     auto query = reportQueryOf(request, store.today());
     if (!query) {
@@ -137,19 +156,19 @@ CommandResponse runReport(const AppStore& store, ReportBook& book, const Command
         return std::move(filter.error());
     }
     query->filter = *filter;
+    const auto columns = columnsOf(request);
+    if (!columns) {
+        return refusal(request, ExitCode::usage, columns.error());
+    }
     const auto report = book.report(*query);
     if (request.has("json")) {
         return {ExitCode::done, reportJson(*report), {}};
     }
-    constexpr int narrowest = 40;
-    constexpr int widest = 160;
-    const int width = std::atoi(request.option("width").value_or("80").c_str());
     const auto* tag = std::get_if<ProjectFilter::Tag>(&filter->choice);
     const TagModel* project = tag == nullptr ? nullptr : store.tagById(tag->id);
     return {ExitCode::done,
             reportText(*report, project == nullptr ? std::string() : project->name,
-                       {.columns = static_cast<std::size_t>(std::clamp(width, narrowest, widest)),
-                        .isColoured = request.has("colour")}),
+                       {.columns = *columns, .isColoured = request.has("colour")}),
             {}};
 }
 

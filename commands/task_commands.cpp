@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "base/text.h"
 #include "commands/answers.h"
@@ -97,7 +98,11 @@ struct TaskRun {
     }
 
     CommandResponse resume(const CommandRequest& request) {
-        return told(request, executor.resume(ChangeSource::manual));
+        auto response = told(request, executor.resume(ChangeSource::manual));
+        if (response.exit != ExitCode::done && !request.has("json")) {
+            response.error = std::exchange(response.out, {});
+        }
+        return response;
     }
 
     CommandResponse undo(const CommandRequest& request) {
@@ -171,6 +176,9 @@ CommandResponse told(const CommandRequest& request, const CommandOutcome& outcom
                             {"transcript", outcome.transcript},
                             {"feedback", outcome.feedback}}),
                 {}};
+    }
+    if (outcome.feedback.empty() && exit == ExitCode::nothing) {
+        return {exit, {}, line("Nothing was said.")};
     }
     return {exit, outcome.feedback.empty() ? std::string() : line(outcome.feedback), {}};
 }

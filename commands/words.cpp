@@ -75,6 +75,16 @@ std::string oneLine(std::string_view text) {
             line.replace(at, 2, " ");
         }
     }
+    // What turns the direction of all that follows would let a title rewrite the rest of its line: U+202A to U+202E
+    // and U+2066 to U+2069.
+    for (std::size_t at = line.find('\xE2'); at != std::string::npos; at = line.find('\xE2', at + 1)) {
+        const auto rest = std::string_view(line).substr(at, 3);
+        const bool isOverride = rest >= "\xE2\x80\xAA" && rest <= "\xE2\x80\xAE";
+        const bool isIsolate = rest >= "\xE2\x81\xA6" && rest <= "\xE2\x81\xA9";
+        if (isOverride || isIsolate) {
+            line.replace(at, 3, " ");
+        }
+    }
     return line;
 }
 

@@ -144,6 +144,8 @@ Result<std::unique_ptr<AudioFile>, std::string> AvAudioFileCodec::create(const s
 }
 
 Result<AudioFileCodec::Sound, std::string> AvAudioFileCodec::read(const std::filesystem::path& file) {
+    // What is wrong with a file is in the answer; the library would tell the terminal as well, in its own words.
+    av_log_set_level(AV_LOG_QUIET);
     std::error_code error;
     if (!std::filesystem::is_regular_file(file, error)) {
         return failure("There is no file " + file.string() + ".");

@@ -206,6 +206,11 @@ class StoredValues(Home):
         text, _ = self.tolvik("data", "export", "-")
         self.assertEqual(json.loads(text)["tolvik:tasks"], self.collection("tasks"))
         self.tolvik("data", "import", "-", text=text)
+        # One JSON document, and names of files that are no text.
+        self.assertEqual(json.loads(self.tolvik("data", "export", "-", "--json")[0]), json.loads(text))
+        self.assertEqual(self.json("data", "export", os.fsencode(self.home) + b"/\xff")["bytes"], len(text.encode()))
+        _, errors = self.tolvik("data", "import", "-", text="{}", expect=USAGE)
+        self.assertTrue(errors.startswith("- was not imported"), errors)
 
     def test_everything_comes_into_a_fresh_machine(self):
         self.tolvik("project", "add", "Harbour")

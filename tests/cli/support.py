@@ -41,7 +41,7 @@ class Home(unittest.TestCase):
         """Runs a command to its end, checks its exit code and gives (output, errors)."""
         process = self.start(*arguments, stdin=subprocess.PIPE, environment=environment)
         out, err = process.communicate(text or "", timeout=60)
-        self.assertEqual(process.returncode, expect, f"tolvik {' '.join(arguments)}\n{out}\n{err}")
+        self.assertEqual(process.returncode, expect, f"tolvik {arguments}\n{out}\n{err}")
         return out, err
 
     def json(self, *arguments, expect=DONE, text=None):
