@@ -105,6 +105,8 @@ struct AppStore::Impl {
     void reportUnreadable(StoreError error);
     void tell(std::string text);
     const std::optional<OperationRecord>& lastOperation();
+
+    // --- all data from a file (app_store_import.cpp) ---
     Result<void, std::string> import(std::string_view json);
 
     template <class Record>

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -179,6 +180,36 @@ TEST_F(SaveTest, LogsThatDoNotFitTogetherAreMended) {
     EXPECT_EQ(store->timeEntries()[0].durationMs, 3'600'000);
     EXPECT_EQ(store->timeEntries()[2].endedAt, Timestamp(utc("2026-11-09T23:59:59.000Z")));
     EXPECT_FALSE(store->tasks()[0].isActive);
+}
+
+TEST_F(SaveTest, AnImportTellsTheServerWhatItTookOutChangedAndBroughtBack) {
+    const Identifier kept = start("kept");
+    clock.advance(Millis{60'000});
+    const Identifier gone = start("deleted later");
+    const std::string exported = store->exportAll().value();
+    store->deleteTask(gone);
+    const Identifier added = start("added later");
+    store->createProject("added later");
+    (void)store->updateTask(kept, {.title = "renamed later", .tagId = std::nullopt});
+    sink.all.clear();
+
+    ASSERT_TRUE(store->importAll(exported));
+    const auto has = [&](const std::string& method, const std::string& path, const std::string& part) {
+        return std::ranges::any_of(sink.all, [&](const Mutation& one) {
+            return one.method == method && one.path == path && one.body.value_or("").contains(part);
+        });
+    };
+    EXPECT_TRUE(has("DELETE", "/tasks/" + added.text(), ""));
+    EXPECT_TRUE(has("PATCH", "/tasks/" + kept.text(), R"("title":"kept")"));
+    EXPECT_TRUE(has("POST", "/tasks", gone.text()));
+    EXPECT_TRUE(has("POST", "/time-entries", gone.text()));
+    EXPECT_TRUE(has("POST", "/switch-logs", gone.text()));
+    EXPECT_TRUE(std::ranges::any_of(
+        sink.all, [](const Mutation& one) { return one.method == "DELETE" && one.path.starts_with("/tags/"); }));
+    // The same again owes nothing, nor does a log that begins with the import.
+    sink.all.clear();
+    ASSERT_TRUE(store->importAll(exported));
+    EXPECT_THAT(sink.takeLines(), IsEmpty());
 }
 
 TEST_F(SaveTest, ExportAndImport) {

@@ -1,6 +1,7 @@
 #include "core/mutations.h"
 
 #include <set>
+#include <unordered_map>
 
 #include "base/json_writer.h"
 #include "core/merge.h"
@@ -165,16 +166,23 @@ std::vector<Mutation> mutationsOf(const OperationRecord& change) {
                [&](const TimeEntry& entry) { return deletedTasks.contains(entry.taskId); });
     const std::size_t firstTask = out.size();
     addDeleted(out, "/tasks", change.tasks, [](const TaskModel&) { return false; });
+    std::unordered_map<Identifier, std::size_t> placeOf;
     for (std::size_t i = firstTask; i < out.size(); ++i) {
-        for (const auto& entry : change.entries) {
-            if (entry.before && !entry.after && entry.before->taskId == out[i].entityId) {
-                out[i].before.push_back(copyOf(*entry.before));
-            }
+        placeOf.emplace(*out[i].entityId, i);
+    }
+    const auto alongWith = [&](const Identifier& task, auto copy) {
+        if (const auto found = placeOf.find(task); found != placeOf.end()) {
+            out[found->second].before.push_back(copy());
         }
-        for (const auto& log : change.logs) {
-            if (log.before && !log.after && log.before->toTaskId == out[i].entityId) {
-                out[i].before.push_back(copyOf(*log.before));
-            }
+    };
+    for (const auto& entry : change.entries) {
+        if (entry.before && !entry.after) {
+            alongWith(entry.before->taskId, [&] { return copyOf(*entry.before); });
+        }
+    }
+    for (const auto& log : change.logs) {
+        if (log.before && !log.after) {
+            alongWith(log.before->toTaskId, [&] { return copyOf(*log.before); });
         }
     }
     addDeleted(out, "/tags", change.tags, [](const TagModel&) { return false; });
