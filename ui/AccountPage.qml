@@ -63,7 +63,7 @@ FocusScope {
                 }
                 Label {
                     x: 72
-                    y: 4
+                    y: root.account.name.length > 0 ? 4 : 14
                     width: parent.width - x
                     font.family: Theme.displayFamily
                     font.letterSpacing: -0.2
@@ -79,6 +79,8 @@ FocusScope {
                     color: Theme.t2
                     size: Theme.secondary
                     text: root.account.email
+                    // Without a name the address is the title already.
+                    visible: root.account.name.length > 0
                 }
             }
             Banner {
@@ -127,6 +129,7 @@ FocusScope {
                         implicitHeight: 34
                         maximumLength: 200
                         name: qsTr("Your name")
+                        placeholderText: name
                         Component.onCompleted: text = savedName
                         onSavedNameChanged: text = savedName
                         onAccepted: if (save.enabled)

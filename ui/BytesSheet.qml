@@ -85,7 +85,6 @@ SheetPanel {
             PushButton {
                 id: copy
 
-                iconName: "clipboard-plus"
                 text: qsTr("Copy")
                 KeyNavigation.tab: close
                 onClicked: {

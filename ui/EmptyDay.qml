@@ -8,10 +8,14 @@ Item {
 
     required property WindowModel app
     property bool compact: false
+    readonly property bool speaks: app.settings.voiceEnabled
+    // Where held keys cannot be seen, the button in the input bar is the way.
+    readonly property bool byKeys: speaks && app.settings.chordProblem.length === 0
+    readonly property string keyHint: (speaks ? qsTr("Or type above, or press") : qsTr("Type above, or press"))
 
     implicitHeight: column.height
     Accessible.role: Accessible.StaticText
-    Accessible.name: qsTr("No time tracked on this day. Hold %1 and say what you are doing. Or type above, or press %2.").arg(root.app.settings.chord.chordKeys.join(" + ")).arg(qsTr("Ctrl + K")) // qmllint disable type
+    Accessible.name: [qsTr("No time tracked on this day."), byKeys ? qsTr("Hold %1 and say what you are doing.").arg(app.settings.chord.chordKeys.join(" + ")) : speaks ? qsTr("Click the microphone and say what you are doing.") : "", keyHint, qsTr("Ctrl + K") + "."].join(" ") // qmllint disable type
 
     Column {
         id: column
@@ -30,14 +34,16 @@ Item {
         Row {
             anchors.horizontalCenter: parent.horizontalCenter
             spacing: 11
+            visible: root.speaks
 
             Label {
                 anchors.verticalCenter: parent.verticalCenter
                 color: Theme.t2
                 size: Theme.section
-                text: qsTr("Hold")
+                text: root.byKeys ? qsTr("Hold") : qsTr("Click the microphone")
             }
             KeyCaps {
+                visible: root.byKeys
                 keys: root.app.settings.chord.chordKeys
                 large: true
             }
@@ -56,7 +62,7 @@ Item {
                 anchors.verticalCenter: parent.verticalCenter
                 color: Theme.t2
                 size: Theme.section
-                text: qsTr("Or type above, or press")
+                text: root.keyHint
             }
             // The part of the hint that names the key is drawn as this keyboard has it.
             KeyCaps {

@@ -129,8 +129,12 @@ SheetPanel {
                     id: paste
 
                     name: qsTr("Terms to import")
-                    text: root.dictionary.importText
-                    onTextChanged: root.dictionary.importText = text
+                    readOnly: root.dictionary.importIsLong
+                    takesPaste: (before, after) => root.dictionary.pasteLong(before, after)
+                    text: root.dictionary.importShown
+                    onCleared: root.dictionary.importText = ""
+                    onTextChanged: if (!root.dictionary.importIsLong)
+                        root.dictionary.importText = text
                     onSubmitted: root.submit()
                 }
             }
@@ -173,6 +177,12 @@ SheetPanel {
                 anchors.right: parent.right
                 spacing: 10
 
+                PushButton {
+                    text: qsTr("Clear")
+                    visible: root.dictionary.importIsLong
+                    Accessible.name: qsTr("Clear the pasted text")
+                    onClicked: root.dictionary.importText = ""
+                }
                 PushButton {
                     text: qsTr("Cancel")
                     onClicked: root.close()

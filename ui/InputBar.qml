@@ -45,6 +45,8 @@ Rectangle {
             if (root.home.submit(text))
                 clear();
         }
+        // With nothing typed to take back, the key means the last change, as everywhere else.
+        Keys.onShortcutOverride: event => event.accepted = event.matches(StandardKey.Undo) && (canUndo || text.length > 0)
         Keys.onEscapePressed: event => {
             if (text.length > 0)
                 clear();

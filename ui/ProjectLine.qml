@@ -71,6 +71,8 @@ Item {
         spacing: 10
 
         Label {
+            id: title
+
             width: Math.min(implicitWidth, (root.showsWeeks ? root.weeksStart : root.weekEnd - 90) - 42 - (mark.visible ? mark.implicitWidth + 10 : 0))
             font.weight: Font.Medium
             text: root.name
@@ -78,6 +80,7 @@ Item {
         Label {
             id: mark
 
+            anchors.baseline: title.baseline
             color: Theme.accent
             font.weight: Font.Medium
             size: Theme.caption

@@ -63,6 +63,8 @@ FocusScope {
             iconName: "plus-lg"
             kind: PushButton.Filled
             text: qsTr("New project")
+            // Where there is nothing yet, the page itself offers it.
+            visible: !root.projects.empty
             onClicked: root.startCreating()
         }
 
@@ -219,7 +221,7 @@ FocusScope {
             width: 1
             height: Math.max(flick.height - y, 560)
             color: Theme.line
-            visible: !root.narrow
+            visible: !root.narrow && !root.projects.empty
         }
         ProjectPane {
             id: pane

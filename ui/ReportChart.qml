@@ -80,7 +80,7 @@ Item {
             delegate: ReportBar {
                 barArea: root.barArea
                 barWidth: Math.max(2, Math.min(44, Math.round(plot.width / Math.max(1, bars.count) * 0.66)))
-                current: root.current === index && plot.activeFocus
+                current: root.current === index && plot.activeFocus && root.visible
                 height: plot.height
                 width: plot.width / Math.max(1, bars.count)
                 x: index * width

@@ -60,7 +60,7 @@ FocusScope {
                     text: qsTr("Reports")
                 }
                 Row {
-                    anchors.right: parent.right
+                    x: root.narrow ? 0 : parent.width - width
                     y: root.narrow ? 70 : 24
                     spacing: 12
 

@@ -95,7 +95,8 @@ FocusScope {
                         required property string modelData
                         readonly property bool current: root.tab === index
 
-                        implicitWidth: Math.max(32, label.implicitWidth)
+                        // As wide as the chosen one, so that choosing moves no other.
+                        implicitWidth: Math.max(32, Math.ceil(widest.advanceWidth))
                         implicitHeight: 40
                         hoverEnabled: true
                         focusPolicy: Qt.TabFocus
@@ -108,6 +109,15 @@ FocusScope {
                         Keys.onRightPressed: root.tab = Math.min(4, root.tab + 1)
                         Keys.onLeftPressed: root.tab = Math.max(0, root.tab - 1)
                         onClicked: root.tab = index
+
+                        TextMetrics {
+                            id: widest
+
+                            font.family: Theme.family
+                            font.pixelSize: Theme.body
+                            font.weight: Font.DemiBold
+                            text: tabButton.text
+                        }
 
                         background: Item {
                             Rectangle {
@@ -126,8 +136,6 @@ FocusScope {
                             }
                         }
                         contentItem: Label {
-                            id: label
-
                             color: tabButton.current || tabButton.hovered ? Theme.t1 : Theme.t2
                             font.weight: tabButton.current ? Font.DemiBold : Font.Normal
                             text: tabButton.text

@@ -40,6 +40,7 @@ Item {
 
         Label {
             width: parent.width
+            font.weight: Font.Medium
             text: root.title
             Accessible.ignored: false
             Accessible.role: Accessible.StaticText

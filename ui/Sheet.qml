@@ -27,6 +27,12 @@ SheetPanel {
     name: question
     onOpened: safe.forceActiveFocus(Qt.TabFocusReason)
 
+    // A window that becomes active gives its button the focus back without showing it, as after a file dialog.
+    readonly property bool windowIsActive: safe.Window.active
+
+    onWindowIsActiveChanged: if (windowIsActive && opened)
+        Qt.callLater(() => (sure.activeFocus ? sure : safe).forceActiveFocus(Qt.TabFocusReason))
+
     contentItem: Column {
         spacing: 24
 

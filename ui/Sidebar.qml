@@ -137,6 +137,11 @@ Rectangle {
 
         // How to speak, on Home; what runs, elsewhere.
         Item {
+            id: howToSpeak
+
+            // Where held keys cannot be seen, the button in the input bar is the way.
+            readonly property bool byKeys: root.app.settings.chordProblem.length === 0
+
             width: parent.width
             height: 54
             visible: !root.rail && root.page === "home" && root.app.settings.voiceEnabled
@@ -149,13 +154,16 @@ Rectangle {
             }
             Label {
                 x: 32
+                width: parent.width - x
                 color: Theme.t2
                 size: Theme.secondary
-                text: qsTr("Hold and speak")
+                wrapMode: Text.WordWrap
+                text: howToSpeak.byKeys ? qsTr("Hold and speak") : qsTr("Click the microphone above and speak")
             }
             KeyCaps {
                 x: 10
                 y: 28
+                visible: howToSpeak.byKeys
                 keys: root.app.settings.chord.chordKeys
             }
         }

@@ -29,7 +29,7 @@ AccountModel::AccountModel(AccountGateway* gateway, const TimeZone& zone, QObjec
 
 QString AccountModel::title() const {
     if (!signedIn()) {
-        return QStringLiteral("Not signed in");
+        return QStringLiteral("Sign in");
     }
     return name().isEmpty() ? email() : name();
 }

@@ -17,7 +17,7 @@ class AccountModel : public QObject {
     /// There are account pages at all.
     Q_PROPERTY(bool available READ available CONSTANT)
     Q_PROPERTY(bool signedIn READ signedIn NOTIFY changed)
-    /// The user's name, else the e-mail, else "Not signed in".
+    /// The user's name, else the e-mail, else "Sign in", which its place in the window offers.
     Q_PROPERTY(QString title READ title NOTIFY changed)
     Q_PROPERTY(QString name READ name NOTIFY changed)
     Q_PROPERTY(QString email READ email NOTIFY changed)

@@ -113,10 +113,14 @@ void DataModel::importFrom(const QString& path) {
     begin();
     ports_.workers.run([model = QPointer(this), &loop = ports_.loop, path] {
         QFile file(path);
+        // A log of a million entries takes less. What is far larger would fill the memory before it is found out.
+        constexpr qint64 largest = qint64{512} << 20;
         const bool opened = file.open(QIODevice::ReadOnly);
-        auto bytes = opened ? file.readAll().toStdString() : std::string();
-        const bool isRead = opened && file.error() == QFileDevice::NoError;
-        loop.post([model, path, isRead, problem = file.errorString(), bytes = std::move(bytes)] {
+        const bool fits = file.size() <= largest;
+        auto bytes = opened && fits ? file.read(largest).toStdString() : std::string();
+        const bool isRead = opened && fits && file.error() == QFileDevice::NoError;
+        const auto problem = fits ? file.errorString() : QStringLiteral("it is larger than 512 MB");
+        loop.post([model, path, isRead, problem, bytes = std::move(bytes)] {
             if (!model) {
                 return;
             }

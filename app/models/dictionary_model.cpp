@@ -1,6 +1,10 @@
 #include "app/models/dictionary_model.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QPointer>
 #include <algorithm>
+#include <utility>
 
 #include "app/models/wording.h"
 #include "base/text.h"
@@ -8,8 +12,12 @@
 namespace tolvik {
 namespace {
 
-constexpr qsizetype kCountedAtOnce = 20'000;
-constexpr int kCountingPauseMs = 150;
+/// Longer texts are read by a worker and shown in part: a field needs a tenth of a second to lay ten thousand lines
+/// out.
+constexpr qsizetype kLongText = 10'000;
+constexpr qsizetype kShownOfLong = 4000;
+/// More terms than that are deleted with a worker's help.
+constexpr std::size_t kManyTerms = 500;
 constexpr int kImportedMs = 4000;
 constexpr std::size_t kKnownNamed = 3;
 
@@ -23,11 +31,15 @@ QString shown(const DictEntry& entry) {
 
 }  // namespace
 
-DictionaryModel::DictionaryModel(DictionaryManager& dictionary, AppStore& store, ToastModel& toast, QObject* parent)
-    : QObject(parent), dictionary_(dictionary), store_(store), toast_(toast) {
-    counting_.setSingleShot(true);
-    counting_.setInterval(kCountingPauseMs);
-    connect(&counting_, &QTimer::timeout, this, &DictionaryModel::countImport);
+struct DictionaryModel::ImportCount {
+    int fresh = 0;
+    QString text;
+    QString problem;
+};
+
+DictionaryModel::DictionaryModel(DictionaryManager& dictionary, AppStore& store, ToastModel& toast,
+                                 std::optional<Background> background, QObject* parent)
+    : QObject(parent), dictionary_(dictionary), store_(store), toast_(toast), background_(background) {
     dictionarySubscription_ = dictionary.onChanged([this] { update(); });
     storeSubscription_ = store.onChanged([this, revision = store.revision()]() mutable {
         if (std::exchange(revision, store_.revision()) != store_.revision()) {
@@ -44,7 +56,7 @@ void DictionaryModel::update() {
     if (importTarget_ && store_.tagById(*importTarget_) == nullptr) {
         importTarget_.reset();
     }
-    targets_.update(store_, {dictionary_.entries(), dictionary_.activeTagId()});
+    targets_.update(store_, dictionary_);
     terms_.update(dictionary_.entries(), target_, search_);
     Q_EMIT changed();
 }
@@ -118,11 +130,16 @@ bool DictionaryModel::add(const QString& term, const QString& hint) {
         return false;
     }
     const auto id = dictionary_.addTerm(term.toStdString(), hint.toStdString(), target_);
-    if (id && terms_.rows().empty()) {
+    if (!id) {
+        return false;
+    }
+    if (terms_.rowCount() == 0) {
         // What is searched for would hide the new term.
         setSearch({});
     }
-    return id.has_value();
+    const auto added = std::ranges::find(dictionary_.entries(), *id, &DictEntry::id);
+    toast_.say(QStringLiteral("Added %1").arg(shown(*added)), [this, id = *id] { dictionary_.deleteTerm(id); });
+    return true;
 }
 
 bool DictionaryModel::edit(const QString& id, const QString& term, const QString& hint) {
@@ -175,11 +192,34 @@ void DictionaryModel::setImportText(const QString& text) {
         return;
     }
     importText_ = text;
-    if (text.size() <= kCountedAtOnce) {
-        countImport();
-    } else {
-        counting_.start();
+    importShown_.clear();
+    if (importIsLong()) {
+        const qsizetype lineEnd = text.indexOf(QLatin1Char('\n'), kShownOfLong);
+        const qsizetype end = lineEnd >= 0 && lineEnd < 2 * kShownOfLong ? lineEnd : kShownOfLong;
+        const auto shown = QStringView(text).first(end).count(QLatin1Char('\n'));
+        const auto more = text.count(QLatin1Char('\n')) - shown + (text.endsWith(QLatin1Char('\n')) ? 0 : 1) - 1;
+        importShown_ =
+            text.first(end) + (more > 0 ? QStringLiteral("\n… and %L1 more lines").arg(more) : QStringLiteral("…"));
     }
+    countImport();
+}
+
+bool DictionaryModel::importIsLong() const {
+    return importText_.size() > kLongText;
+}
+
+bool DictionaryModel::pasteLong(const QString& before, const QString& after) {
+    const QString pasted = QGuiApplication::clipboard()->text();
+    if (importIsLong()) {
+        const bool endsLine = importText_.endsWith(QLatin1Char('\n'));
+        setImportText(importText_ + (endsLine ? QString() : QStringLiteral("\n")) + pasted);
+        return true;
+    }
+    if (before.size() + pasted.size() + after.size() <= kLongText) {
+        return false;
+    }
+    setImportText(before + pasted + after);
+    return true;
 }
 
 int DictionaryModel::colorOf(const QString& projectId) const {
@@ -194,15 +234,36 @@ void DictionaryModel::beginImport() {
 }
 
 void DictionaryModel::countImport() {
-    counting_.stop();
-    const ParsedImport parsed = parseImport(importText_.toStdString());
-    const ImportPlan plan = planImport(parsed.terms, dictionary_.entries(), importTarget_);
-    importCount_ = static_cast<int>(plan.fresh.size());
-    importProblem_ =
-        parsed.problem ? wording::fromUtf8(parsed.problem->text) + QStringLiteral(" It would be taken as plain lines.")
-                       : QString();
+    const std::uint64_t number = ++countNumber_;
+    if (!importIsLong() || !background_) {
+        show(countOf(importText_, dictionary_.entries(), importTarget_));
+        return;
+    }
+    importCount_ = 0;
+    importProblem_.clear();
+    importCountText_ = QStringLiteral("Counting …");
+    Q_EMIT importChanged();
+    background_->workers.run([model = QPointer(this), &loop = background_->loop, number, text = importText_,
+                              entries = dictionary_.entries(), target = importTarget_] {
+        loop.post([model, number, count = countOf(text, entries, target)] {
+            if (model && model->countNumber_ == number) {
+                model->show(count);
+            }
+        });
+    });
+}
+
+DictionaryModel::ImportCount DictionaryModel::countOf(const QString& text, std::span<const DictEntry> entries,
+                                                      const std::optional<Identifier>& tagId) {
+    const ParsedImport parsed = parseImport(text.toStdString());
+    const ImportPlan plan = planImport(parsed.terms, entries, tagId);
+    ImportCount count;
+    count.fresh = static_cast<int>(plan.fresh.size());
+    if (parsed.problem) {
+        count.problem = wording::fromUtf8(parsed.problem->text) + QStringLiteral(" It would be taken as plain lines.");
+    }
     const auto found = static_cast<int>(parsed.terms.size());
-    importCountText_ =
+    count.text =
         QStringLiteral("%1 %2 found").arg(found).arg(found == 1 ? QStringLiteral("entry") : QStringLiteral("entries"));
     if (!plan.known.empty()) {
         QStringList names;
@@ -212,23 +273,50 @@ void DictionaryModel::countImport() {
         if (plan.known.size() > kKnownNamed) {
             names << QStringLiteral("…");
         }
-        importCountText_ +=
+        count.text +=
             QStringLiteral(", %1 already there: %2").arg(plan.known.size()).arg(names.join(QStringLiteral(", ")));
     }
+    return count;
+}
+
+void DictionaryModel::show(const ImportCount& count) {
+    importCount_ = count.fresh;
+    importCountText_ = count.text;
+    importProblem_ = count.problem;
     Q_EMIT importChanged();
 }
 
 void DictionaryModel::import() {
-    auto ids = dictionary_.importEntries(importText_.toStdString(), importTarget_);
-    const QString told = wording::fromUtf8(importedText(ids.size()));
+    const bool isLong = importIsLong();
+    std::string text = importText_.toStdString();
     setTargetId(importTargetId());
     importText_.clear();
     countImport();
+    if (isLong && background_) {
+        dictionary_.importLater(background_->workers, std::move(text), importTarget_,
+                                [model = QPointer(this)](std::vector<Identifier> ids) {
+                                    if (model) {
+                                        model->imported(std::move(ids));
+                                    }
+                                });
+    } else {
+        imported(dictionary_.importEntries(text, importTarget_));
+    }
+}
+
+void DictionaryModel::imported(std::vector<Identifier> ids) {
+    const QString told = wording::fromUtf8(importedText(ids.size()));
     if (ids.empty()) {
         toast_.say(told, kImportedMs);
-    } else {
-        toast_.say(told, kImportedMs, [this, ids = std::move(ids)] { dictionary_.deleteTerms(ids); });
+        return;
     }
+    toast_.say(told, kImportedMs, [this, ids = std::move(ids)] {
+        if (ids.size() > kManyTerms && background_) {
+            dictionary_.deleteLater(background_->workers, ids, [] {});
+        } else {
+            dictionary_.deleteTerms(ids);
+        }
+    });
 }
 
 }  // namespace tolvik

@@ -2,8 +2,11 @@
 
 #include <QObject>
 #include <QStringList>
-#include <QTimer>
 #include <QtQml/qqmlregistration.h>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
 
 #include "app/models/dictionary_lists.h"
 #include "app/models/toast_model.h"
@@ -32,6 +35,9 @@ class DictionaryModel : public QObject {
     Q_PROPERTY(QString importTargetId READ importTargetId WRITE setImportTargetId NOTIFY importChanged)
     Q_PROPERTY(QString importTargetName READ importTargetName NOTIFY importChanged)
     Q_PROPERTY(QString importText READ importText WRITE setImportText NOTIFY importChanged)
+    /// The text is too long to be edited: `importShown` is its beginning, and it is added to or cleared as a whole.
+    Q_PROPERTY(bool importIsLong READ importIsLong NOTIFY importChanged)
+    Q_PROPERTY(QString importShown READ importShown NOTIFY importChanged)
     /// How many entries an import would add.
     Q_PROPERTY(int importCount READ importCount NOTIFY importChanged)
     /// "4 entries found", "4 entries found, 1 already there: Turku".
@@ -39,8 +45,14 @@ class DictionaryModel : public QObject {
     /// What is wrong with the pasted JSON, and that it would be taken as lines; empty when nothing is.
     Q_PROPERTY(QString importProblem READ importProblem NOTIFY importChanged)
 public:
-    /// All outlive the model.
-    DictionaryModel(DictionaryManager& dictionary, AppStore& store, ToastModel& toast, QObject* parent = nullptr);
+    /// What reads long texts away from the main thread.
+    struct Background {
+        Workers& workers;
+        MainLoop& loop;
+    };
+    /// All outlive the model. Without a background everything is done at once.
+    DictionaryModel(DictionaryManager& dictionary, AppStore& store, ToastModel& toast,
+                    std::optional<Background> background = {}, QObject* parent = nullptr);
 
     [[nodiscard]] DictTargetModel* targets() { return &targets_; }
     [[nodiscard]] DictTermModel* terms() { return &terms_; }
@@ -59,6 +71,8 @@ public:
     [[nodiscard]] QString importTargetName() const { return nameOf(importTarget_); }
     [[nodiscard]] QString importText() const { return importText_; }
     void setImportText(const QString& text);
+    [[nodiscard]] bool importIsLong() const;
+    [[nodiscard]] QString importShown() const { return importIsLong() ? importShown_ : importText_; }
     [[nodiscard]] int importCount() const { return importCount_; }
     [[nodiscard]] QString importCountText() const { return importCountText_; }
     [[nodiscard]] QString importProblem() const { return importProblem_; }
@@ -77,6 +91,9 @@ public:
     Q_INVOKABLE [[nodiscard]] int colorOf(const QString& projectId) const;
     /// Starts the sheet anew for the shown dictionary.
     Q_INVOKABLE void beginImport();
+    /// Takes what is in the clipboard when the text would be long with it, between what stands before and after the
+    /// selection; behind a text that is long already. False when it is for the field to take.
+    Q_INVOKABLE bool pasteLong(const QString& before, const QString& after);
     /// Adds what the text holds; the toast says how many entries that were.
     Q_INVOKABLE void import();
 
@@ -87,23 +104,30 @@ signals:
 private:
     void update();
     void countImport();
+    struct ImportCount;
+    [[nodiscard]] static ImportCount countOf(const QString& text, std::span<const DictEntry> entries,
+                                             const std::optional<Identifier>& tagId);
+    void show(const ImportCount& count);
+    void imported(std::vector<Identifier> ids);
     [[nodiscard]] QString nameOf(const std::optional<Identifier>& tagId) const;
     [[nodiscard]] static std::optional<Identifier> toTarget(const QString& id);
 
     DictionaryManager& dictionary_;
     AppStore& store_;
     ToastModel& toast_;
+    std::optional<Background> background_;
     DictTargetModel targets_;
     DictTermModel terms_;
     std::optional<Identifier> target_;
     QString search_;
     std::optional<Identifier> importTarget_;
     QString importText_;
+    QString importShown_;
+    /// Told apart from counts of what has changed since.
+    std::uint64_t countNumber_ = 0;
     int importCount_ = 0;
     QString importCountText_;
     QString importProblem_;
-    /// Long texts are counted when the typing pauses.
-    QTimer counting_;
     Subscription dictionarySubscription_;
     Subscription storeSubscription_;
 };

@@ -4,6 +4,7 @@
 
 #include "app/models/wording.h"
 #include "base/text.h"
+#include "services/project_names.h"
 #include "voice/parse/command_executor.h"
 
 namespace tolvik {
@@ -58,6 +59,10 @@ void HomeModel::update() {
     updateLast();
     shownMinute_ = -1;
     tick();
+    if (toastOffersUndo_ && store.undoable() != offered_) {
+        // Undo would now take back something else.
+        dismissToast();
+    }
     Q_EMIT changed();
 }
 
@@ -270,6 +275,7 @@ bool HomeModel::submit(const QString& line) {
     if (!ports_.store.startTask(text)) {
         return false;
     }
+    offerUndo(Outcome::changed);
     if (!ports_.store.isViewingToday()) {
         goToToday();
     }
@@ -278,7 +284,8 @@ bool HomeModel::submit(const QString& line) {
 
 void HomeModel::say(const QString& text, bool offersUndo) {
     toastText_ = text;
-    toastOffersUndo_ = offersUndo && !text.isEmpty() && ports_.store.undoable().has_value();
+    offered_ = offersUndo && !text.isEmpty() ? ports_.store.undoable() : std::nullopt;
+    toastOffersUndo_ = offered_.has_value();
     Q_EMIT toastChanged();
 }
 
@@ -331,7 +338,9 @@ void HomeModel::setProject(const QString& taskId, const QString& projectId) {
 }
 
 void HomeModel::setNewProject(const QString& taskId, const QString& name) {
-    if (const auto project = ports_.store.createProject(name.toStdString())) {
+    const TagModel* there = projectOfName(ports_.store.tags(), name.toStdString());
+    const auto project = there != nullptr ? std::optional(there->id) : ports_.store.createProject(name.toStdString());
+    if (project) {
         (void)ports_.store.updateTask(toId(taskId), {.title = std::nullopt, .tagId = project});
     }
 }

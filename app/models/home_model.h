@@ -194,6 +194,8 @@ private:
     QStringList notices_;
     QString toastText_;
     bool toastOffersUndo_ = false;
+    /// The change that the toast offers to take back.
+    std::optional<std::string> offered_;
     std::int64_t shownMinute_ = -1;
     /// Moves the line of the present while nothing runs.
     QTimer minute_;

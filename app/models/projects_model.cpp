@@ -6,6 +6,7 @@
 
 #include "app/models/wording.h"
 #include "base/text.h"
+#include "services/project_names.h"
 
 namespace tolvik {
 namespace {
@@ -168,7 +169,19 @@ void ProjectsModel::offerUndo(const std::function<void()>& also) {
     });
 }
 
+bool ProjectsModel::isTaken(const QString& name, const std::optional<Identifier>& self) {
+    const TagModel* there = projectOfName(ports_.store.tags(), name.toStdString());
+    if (there == nullptr || there->id == self) {
+        return false;
+    }
+    ports_.toast.say(QStringLiteral("There is a project of that name already: %1").arg(wording::fromUtf8(there->name)));
+    return true;
+}
+
 bool ProjectsModel::create(const QString& name) {
+    if (isTaken(name, std::nullopt)) {
+        return false;
+    }
     const auto id = ports_.store.createProject(name.toStdString());
     if (id) {
         chosen_ = id;
@@ -182,6 +195,9 @@ bool ProjectsModel::rename(const QString& name) {
         return false;
     }
     const Identifier id = *chosen_;
+    if (isTaken(name, id)) {
+        return false;
+    }
     if (ports_.store.renameProject(id, name.toStdString()) == Outcome::changed) {
         offerUndo();
     }

@@ -58,9 +58,9 @@ public:
     [[nodiscard]] int openTasks() const { return tasks_.rowCount(); }
     [[nodiscard]] QString termsText() const;
 
-    /// Makes a project and shows it in the pane. False when the name is empty.
+    /// Makes a project and shows it in the pane. False when the name is empty or taken, which is then told.
     Q_INVOKABLE bool create(const QString& name);
-    /// Renames the pane's project. False when the name is empty.
+    /// Renames the pane's project. False when the name is empty or another's, which is then told.
     Q_INVOKABLE bool rename(const QString& name);
     Q_INVOKABLE void setCurrent(bool current);
     Q_INVOKABLE [[nodiscard]] QString deleteQuestion() const;
@@ -75,6 +75,8 @@ private:
     void update();
     [[nodiscard]] const TagModel* chosen() const;
     [[nodiscard]] ProjectPageRow rowOf(const TagModel& tag, std::int64_t longestWeek) const;
+    /// True when another project than `self` has the name, which is then told.
+    [[nodiscard]] bool isTaken(const QString& name, const std::optional<Identifier>& self);
     /// Tells what was done, with Undo for as long as it is the last thing that was.
     void offerUndo(const std::function<void()>& also = {});
 

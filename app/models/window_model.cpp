@@ -16,7 +16,11 @@ WindowModel::WindowModel(HomePorts home, SettingsPorts settings, PagePorts pages
     if (pages.dictionary != nullptr) {
         projects_ = std::make_unique<ProjectsModel>(ProjectsPorts{
             .store = store, .clock = home.clock, .zone = home.zone, .dictionary = *pages.dictionary, .toast = toast_});
-        dictionary_ = std::make_unique<DictionaryModel>(*pages.dictionary, store, toast_);
+        std::optional<DictionaryModel::Background> background;
+        if (pages.workers != nullptr && pages.loop != nullptr) {
+            background.emplace(*pages.workers, *pages.loop);
+        }
+        dictionary_ = std::make_unique<DictionaryModel>(*pages.dictionary, store, toast_, background);
         projectSubscription_ = pages.dictionary->onChanged([this] { home_.projectChosen(); });
     }
     std::function<void(DaySpan, std::function<void(std::optional<std::string>)>)> narrative;
