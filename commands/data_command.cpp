@@ -1,9 +1,14 @@
 #include "commands/data_command.h"
 
+#include <cstdint>
+#include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <system_error>
 
 #include "base/text.h"
 #include "commands/answers.h"
@@ -23,6 +28,10 @@ CommandResponse keys(const DataPorts& data, const CommandRequest& request) {
     return report(request.has("json") ? dumped(Json(*all)) : joined(*all, "\n") + (all->empty() ? "" : "\n"));
 }
 
+std::string counted(std::size_t count, std::string_view one, std::string_view several) {
+    return fmt::format("{} {}", count, count == 1 ? one : several);
+}
+
 /// The caller writes the file: it knows who is allowed to.
 CommandResponse exported(const DataPorts& data, const CommandRequest& request) {
     auto all = data.dictionary == nullptr ? data.store.exportAll() : exportEverything(data.store, *data.dictionary);
@@ -30,6 +39,16 @@ CommandResponse exported(const DataPorts& data, const CommandRequest& request) {
 }
 
 CommandResponse imported(const DataPorts& data, const CommandRequest& request, const std::string& path) {
+    // A log of a million entries takes less. What is far larger would fill the memory before it is found to be no log.
+    constexpr std::uintmax_t largest = std::uintmax_t{512} << 20U;
+    std::error_code unknown;
+    if (!std::filesystem::is_regular_file(path, unknown)) {
+        return refusal(request, ExitCode::environment, fmt::format("Cannot read {}: it is no file.", path));
+    }
+    if (const auto size = std::filesystem::file_size(path, unknown); !unknown && size > largest) {
+        return refusal(request, ExitCode::usage,
+                       fmt::format("{} was not imported: it is larger than {} MB.", path, largest >> 20U));
+    }
     std::ifstream file(path, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad()) {
@@ -49,10 +68,11 @@ CommandResponse imported(const DataPorts& data, const CommandRequest& request, c
                                   {"entries", store.timeEntries().size()},
                                   {"switches", store.switchLogs().size()}}));
     }
-    return report(
-        fmt::format("Imported {} tasks, {} projects, {} entries, {} switches. The old log is kept: "
-                    "tolvik data keys\n",
-                    store.tasks().size(), store.tags().size(), store.timeEntries().size(), store.switchLogs().size()));
+    return report(fmt::format("Imported {}, {}, {}, {}. The old log is kept: tolvik data keys\n",
+                              counted(store.tasks().size(), "task", "tasks"),
+                              counted(store.tags().size(), "project", "projects"),
+                              counted(store.timeEntries().size(), "entry", "entries"),
+                              counted(store.switchLogs().size(), "switch", "switches")));
 }
 
 }  // namespace
