@@ -33,7 +33,7 @@ Item {
         }
         Row {
             anchors.horizontalCenter: parent.horizontalCenter
-            spacing: 11
+            spacing: root.byKeys ? 11 : 5
             visible: root.speaks
 
             Label {

@@ -50,8 +50,8 @@ bool hasHost() {
 
 /// Whether a tray of the XEmbed kind runs on the display.
 bool hasOlderTray() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr && isSelectionOwned(x11->connection(), atomNamed(x11->connection(), "_NET_SYSTEM_TRAY_S0"));
+    xcb_connection_t* const x11 = applicationsX11();
+    return x11 != nullptr && isSelectionOwned(x11, atomNamed(x11, "_NET_SYSTEM_TRAY_S0"));
 }
 
 QPixmap drawn(const QByteArray& svg, int size) {

@@ -1,6 +1,5 @@
 #include "adapters/desktop/x11_activation.h"
 
-#include <QGuiApplication>
 #include <QWindow>
 #include <cstring>
 
@@ -9,13 +8,12 @@
 namespace tolvik {
 
 void bringToFront(QWindow& window) {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr) {
+    xcb_connection_t* const connection = applicationsX11();
+    if (connection == nullptr) {
         window.raise();
         window.requestActivate();
         return;
     }
-    xcb_connection_t* connection = x11->connection();
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     xcb_client_message_event_t message;
     std::memset(&message, 0, sizeof message);

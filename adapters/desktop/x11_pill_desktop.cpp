@@ -1,7 +1,6 @@
 #include "adapters/desktop/x11_pill_desktop.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
@@ -32,11 +31,10 @@ xcb_rectangle_t scaled(const QRect& area, qreal scale) {
 }  // namespace
 
 X11PillDesktop::X11PillDesktop() {
-    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr) {
+    connection_ = applicationsX11();
+    if (connection_ == nullptr) {
         return;
     }
-    connection_ = x11->connection();
     compositorSelection_ = atomNamed(connection_, "_NET_WM_CM_S0");
     composited_ = isSelectionOwned(connection_, compositorSelection_);
     watchCompositor();

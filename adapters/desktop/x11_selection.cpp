@@ -1,5 +1,6 @@
 #include "adapters/desktop/x11_selection.h"
 
+#include <QGuiApplication>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,12 @@ std::unique_ptr<T, Free> owned(T* reply) {
 }
 
 }  // namespace
+
+xcb_connection_t* applicationsX11() {
+    const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    // Qt's platform without a screen has the interface, but no connection.
+    return x11 == nullptr ? nullptr : x11->connection();
+}
 
 xcb_atom_t atomNamed(xcb_connection_t* connection, const char* name) {
     const auto reply = owned(xcb_intern_atom_reply(

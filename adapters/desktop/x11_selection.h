@@ -4,6 +4,10 @@
 
 namespace tolvik {
 
+/// The application's own connection to the X server; null in a session without one. The application's, valid while it
+/// is.
+[[nodiscard]] xcb_connection_t* applicationsX11();
+
 /// The display's number for a name, or XCB_ATOM_NONE. Waits for the display's answer.
 [[nodiscard]] xcb_atom_t atomNamed(xcb_connection_t* connection, const char* name);
 

@@ -7,24 +7,12 @@ page has a role, a name and a place.
 Exit code 77 when the accessibility bus cannot be read here.
 """
 
-import os
 import signal
-import subprocess
 import sys
-import time
-from pathlib import Path
 
-try:
-    import gi
-    gi.require_version("Atspi", "2.0")
-    from gi.repository import Atspi, GLib
-except (ImportError, ValueError):
-    print("python3-pyatspi is not installed", file=sys.stderr)
-    sys.exit(77)
+from window_on_the_bus import (Atspi, BINARIES, PATIENCE, application, elements, press, run, start, wait_for)
 
-BINARIES = Path(sys.argv[1] if len(sys.argv) > 1 else "build/release/bin").resolve()
 VERBOSE = "-v" in sys.argv
-PATIENCE = 30
 # The pages by their entry in the sidebar, with the fewest controls that each shows besides the sidebar's.
 PAGES = {"Home": 8, "Projects": 3, "Reports": 6, "Dictionary": 4, "Settings": 12}
 CONTROLS = {
@@ -32,37 +20,6 @@ CONTROLS = {
     Atspi.Role.COMBO_BOX, Atspi.Role.ENTRY, Atspi.Role.TEXT, Atspi.Role.PASSWORD_TEXT, Atspi.Role.SLIDER,
     Atspi.Role.SPIN_BUTTON, Atspi.Role.LINK, Atspi.Role.MENU_ITEM, Atspi.Role.PAGE_TAB, Atspi.Role.LIST_ITEM,
 }
-
-
-def wait_for(condition, what):
-    end = time.monotonic() + PATIENCE
-    while time.monotonic() < end:
-        try:
-            if found := condition():
-                return found
-        except GLib.Error:
-            pass  # it went away while it was looked at
-        time.sleep(0.05)
-    raise SystemExit(f"waited in vain: {what}")
-
-
-def run(*command):
-    return subprocess.run(command, capture_output=True, text=True, timeout=PATIENCE, check=False)
-
-
-def application():
-    desktop = Atspi.get_desktop(0)
-    children = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
-    return next((each for each in children if each and (each.get_name() or "").lower().startswith("tolvik")), None)
-
-
-def elements(root, depth=0):
-    """What is shown, top down."""
-    if not root or depth > 40 or (depth > 1 and not root.get_state_set().contains(Atspi.StateType.SHOWING)):
-        return
-    yield root
-    for i in range(root.get_child_count()):
-        yield from elements(root.get_child_at_index(i), depth + 1)
 
 
 def controls():
@@ -92,23 +49,11 @@ def faults(page, fewest):
     return [f"{page}: {each}" for each in found], len(shown)
 
 
-def press(name):
-    """Presses a button by its accessible action, as a screen reader does."""
-    def pressed():
-        for element in elements(application()):
-            if element.get_name() == name and element.get_role() in (Atspi.Role.PUSH_BUTTON, Atspi.Role.PAGE_TAB,
-                                                                     Atspi.Role.LIST_ITEM, Atspi.Role.LINK):
-                return Atspi.Action.get_n_actions(element) > 0 and Atspi.Action.do_action(element, 0)
-        return False
-    wait_for(pressed, f"the button {name}")
-
-
 def main():
     for title in ("Tide tables", "Chart the reef", "Mend the nets"):
         if run(BINARIES / "tolvik", "start", title).returncode != 0:
             raise SystemExit("the log cannot be filled")
-    desktop = subprocess.Popen([BINARIES / "tolvik-desktop", "--skip-welcome"], stdin=subprocess.DEVNULL,
-                               env={**os.environ, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
+    desktop = start()
     wrong, count = [], 0
     try:
         wait_for(lambda: application() and len(controls()) > 5, "the window on the accessibility bus")
