@@ -221,6 +221,7 @@ void AuthService::deleteAccount(Done done) {
             done(failure(networkError(answer.error())));
         } else if (answer->status >= 200 && answer->status < 300) {
             ports_.follower.clearQueue();
+            ports_.session.noteDeletedAccount();
             signOutLocally();
             done({});
         } else {

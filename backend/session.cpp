@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/json_writer.h"
+#include "core/log_owner.h"
 
 namespace tolvik {
 namespace {
@@ -122,6 +123,12 @@ Result<void, SecretProblem> Session::establish(std::string_view token, std::stri
 void Session::setName(std::string_view name) {
     if (const auto written = values_.setText(kName, name); !written) {
         spdlog::warn("the name is not kept: {}", describe(written.error()));
+    }
+}
+
+void Session::noteDeletedAccount() {
+    if (const auto written = tolvik::noteDeletedAccount(values_, email()); !written) {
+        spdlog::warn("the deleted account is not remembered: {}", describe(written.error()));
     }
 }
 

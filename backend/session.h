@@ -48,6 +48,8 @@ public:
     [[nodiscard]] Result<void, SecretProblem> establish(std::string_view token, std::string_view userId,
                                                         std::string_view email, std::string_view name);
     void setName(std::string_view name);
+    /// Remembers that the account is deleted, for the log's next owner. Before `clear`.
+    void noteDeletedAccount();
     /// Removes token and settings. Emits nothing.
     void clear();
 

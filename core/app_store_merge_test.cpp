@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+#include "core/log_owner.h"
 #include "tests/fakes/store_fixture.h"
 
 namespace tolvik {
@@ -153,6 +154,21 @@ TEST_F(StoreMergeTest, ALogIsSetAsideForItsOwnerAndReturns) {
     ASSERT_TRUE(store->changeUser("second"));
     ASSERT_EQ(store->tasks().size(), 1U);
     EXPECT_EQ(store->tasks().front().title, "of the second");
+
+    // An account that is deleted and made anew has another id, and its user the same log; nobody else has.
+    const auto signIn = [&](const char* email, const char* user) {
+        ASSERT_TRUE(values.setText("tolvik.auth.email", email));
+        ASSERT_TRUE(store->changeUser(user));
+    };
+    ASSERT_TRUE(noteDeletedAccount(values, "a@example.org"));
+    signIn("a@example.org", "second anew");
+    ASSERT_EQ(store->tasks().size(), 1U);
+    EXPECT_EQ(store->tasks().front().title, "of the second");
+    ASSERT_TRUE(noteDeletedAccount(values, "a@example.org"));
+    signIn("b@example.org", "third");
+    EXPECT_TRUE(store->tasks().empty());
+    signIn("a@example.org", "second anew");
+    EXPECT_EQ(store->tasks().size(), 1U);
 }
 
 }  // namespace

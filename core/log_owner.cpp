@@ -20,6 +20,11 @@ std::string asideKey(std::string_view key, const std::string& user) {
     return std::string(key) + "@" + user;
 }
 
+/// The address of the owner's account, once that is deleted.
+constexpr const char* kDeletedAccount = "tolvik.log.deletedAccount";
+/// The address of who is signed in.
+constexpr const char* kEmail = "tolvik.auth.email";
+
 WriteBatch::PutValue ownedBy(const std::string& user) {
     std::string json;
     appendJsonString(json, user);
@@ -32,13 +37,22 @@ std::string logOwner(const ValueStore& values) {
     return values.text(kOwner);
 }
 
+Result<void, StoreError> noteDeletedAccount(ValueStore& values, const std::string& email) {
+    return values.setText(kDeletedAccount, email);
+}
+
 Result<bool, StoreError> giveLogTo(ValueStore& values, const std::string& user) {
     const std::string owner = logOwner(values);
     if (user.empty() || owner == user) {
         return false;
     }
     WriteBatch batch;
-    if (!owner.empty()) {
+    const std::string deleted = values.text(kDeletedAccount);
+    if (!deleted.empty()) {
+        batch.writes.emplace_back(WriteBatch::EraseValue{kDeletedAccount});
+    }
+    const bool exchanges = !owner.empty() && (deleted.empty() || deleted != values.text(kEmail));
+    if (exchanges) {
         for (const std::string_view key : kKeys) {
             auto present = values.get(key);
             auto returning = values.get(asideKey(key, user));
@@ -60,7 +74,7 @@ Result<bool, StoreError> giveLogTo(ValueStore& values, const std::string& user) 
     if (const auto committed = values.commit(batch); !committed) {
         return failure(committed.error());
     }
-    return !owner.empty();
+    return exchanges;
 }
 
 }  // namespace tolvik
