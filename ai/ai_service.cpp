@@ -1,24 +1,17 @@
 #include "ai/ai_service.h"
 
 #include <fmt/format.h>
-#include <simdjson.h>
 #include <utility>
+
+#include "base/json_reader.h"
 
 namespace tolvik {
 namespace {
 
 constexpr Millis kTimeout{20'000};
+constexpr JsonReader::Limits kAnswer{.bytes = 4'000'000};
 constexpr int kSuccess = 200;
 constexpr int kUnauthorized = 401;
-
-/// A body as a JSON object; the parser must outlive it.
-std::optional<simdjson::dom::object> objectIn(simdjson::dom::parser& parser, std::string_view json) {
-    simdjson::dom::object object;
-    if (parser.parse(json.data(), json.size()).get(object) != simdjson::SUCCESS) {
-        return std::nullopt;
-    }
-    return object;
-}
 
 std::optional<std::string> textIn(simdjson::dom::object object, std::string_view key) {
     std::string_view text;
@@ -142,8 +135,8 @@ void AIService::query(std::string_view question, Done<Answer> done) {
 }
 
 std::optional<DaySummary> readDaySummary(std::string_view json) {
-    simdjson::dom::parser parser;
-    const auto object = objectIn(parser, json);
+    JsonReader reader(kAnswer);
+    const auto object = reader.readObject(json);
     simdjson::dom::object stats;
     DaySummary summary;
     if (!object || object->at_key("stats").get(stats) != simdjson::SUCCESS ||
@@ -165,14 +158,14 @@ std::optional<DaySummary> readDaySummary(std::string_view json) {
 }
 
 std::optional<std::string> readNarrative(std::string_view json) {
-    simdjson::dom::parser parser;
-    const auto object = objectIn(parser, json);
+    JsonReader reader(kAnswer);
+    const auto object = reader.readObject(json);
     return object ? textIn(*object, "narrative") : std::nullopt;
 }
 
 std::optional<Answer> readAnswer(std::string_view json) {
-    simdjson::dom::parser parser;
-    const auto object = objectIn(parser, json);
+    JsonReader reader(kAnswer);
+    const auto object = reader.readObject(json);
     simdjson::dom::array citations;
     if (!object || object->at_key("citations").get(citations) != simdjson::SUCCESS) {
         return std::nullopt;

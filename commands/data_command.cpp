@@ -13,6 +13,7 @@
 #include "base/text.h"
 #include "commands/answers.h"
 #include "commands/words.h"
+#include "dictionary/dictionary_manager.h"
 #include "services/everything.h"
 
 namespace tolvik {
@@ -84,7 +85,9 @@ CommandResponse runData(const DataPorts& data, const CommandRequest& request) {
         return keys(data, request);
     }
     if (verb == "get" && hasOne) {
-        const auto value = data.values.get(request.arguments[1]);
+        const auto& key = request.arguments[1];
+        // Kept in pieces, but told as the one value that it is.
+        const auto value = key == DictionaryManager::storageKey ? storedVocabulary(data.values) : data.values.get(key);
         if (!value) {
             return refusal(request, ExitCode::environment, describe(value.error()));
         }

@@ -11,9 +11,13 @@ namespace tolvik {
 namespace {
 
 constexpr const char* kOwner = "tolvik.log.owner";
-constexpr std::array<std::string_view, 7> kKeys{RecordShape<TaskModel>::key, RecordShape<TimeEntry>::key,
-                                                RecordShape<SwitchLog>::key, RecordShape<TagModel>::key,
-                                                "tolvik.dictionaries",       "tolvik.undo",
+constexpr std::array<std::string_view, 8> kKeys{RecordShape<TaskModel>::key,
+                                                RecordShape<TimeEntry>::key,
+                                                RecordShape<SwitchLog>::key,
+                                                RecordShape<TagModel>::key,
+                                                RecordShape<DictEntry>::key,
+                                                "tolvik.dictionaries.active",
+                                                "tolvik.undo",
                                                 "tolvik.sync.earliestDate"};
 
 std::string asideKey(std::string_view key, const std::string& user) {

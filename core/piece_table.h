@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/dict_entry.h"
 #include "core/records.h"
 #include "core/value_store.h"
 
@@ -23,6 +24,9 @@ namespace tolvik {
     return {};
 }
 [[nodiscard]] inline PieceBounds boundsOf(const TagModel&) {
+    return {};
+}
+[[nodiscard]] inline PieceBounds boundsOf(const DictEntry&) {
     return {};
 }
 

@@ -435,17 +435,21 @@ template void appendRecord(std::string&, const TaskModel&);
 template void appendRecord(std::string&, const TimeEntry&);
 template void appendRecord(std::string&, const SwitchLog&);
 template void appendRecord(std::string&, const TagModel&);
+template void appendRecord(std::string&, const DictEntry&);
 template void appendRecords(std::string&, const std::vector<TaskModel>&);
 template void appendRecords(std::string&, const std::vector<TimeEntry>&);
 template void appendRecords(std::string&, const std::vector<SwitchLog>&);
 template void appendRecords(std::string&, const std::vector<TagModel>&);
+template void appendRecords(std::string&, const std::vector<DictEntry>&);
 template Result<std::vector<TaskModel>, DecodeError> RecordDecoder::array(std::string_view);
 template Result<std::vector<TimeEntry>, DecodeError> RecordDecoder::array(std::string_view);
 template Result<std::vector<SwitchLog>, DecodeError> RecordDecoder::array(std::string_view);
 template Result<std::vector<TagModel>, DecodeError> RecordDecoder::array(std::string_view);
+template Result<std::vector<DictEntry>, DecodeError> RecordDecoder::array(std::string_view);
 template Result<void, DecodeError> RecordDecoder::piece(std::string_view, std::vector<TaskModel>&);
 template Result<void, DecodeError> RecordDecoder::piece(std::string_view, std::vector<TimeEntry>&);
 template Result<void, DecodeError> RecordDecoder::piece(std::string_view, std::vector<SwitchLog>&);
 template Result<void, DecodeError> RecordDecoder::piece(std::string_view, std::vector<TagModel>&);
+template Result<void, DecodeError> RecordDecoder::piece(std::string_view, std::vector<DictEntry>&);
 
 }  // namespace tolvik

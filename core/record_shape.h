@@ -4,11 +4,13 @@
 #include <string_view>
 #include <tuple>
 
+#include "core/dict_entry.h"
 #include "core/records.h"
 
 namespace tolvik {
 
 /// The stored form of a record type: the key of its collection, its JSON member names and its fields in that order.
+/// Ids are distinct within a collection.
 template <class Record>
 struct RecordShape;
 
@@ -45,6 +47,13 @@ struct RecordShape<TagModel> {
     static constexpr std::string_view key = "tolvik:tags";
     static constexpr std::array<std::string_view, 5> names{"id", "name", "colorIndex", "createdAt", "updatedAt"};
     static auto fields(auto& r) { return std::tie(r.id, r.name, r.colorIndex, r.createdAt, r.updatedAt); }
+};
+
+template <>
+struct RecordShape<DictEntry> {
+    static constexpr std::string_view key = "tolvik.dictionaries";
+    static constexpr std::array<std::string_view, 4> names{"id", "term", "hint", "tagId"};
+    static auto fields(auto& r) { return std::tie(r.id, r.term, r.hint, r.tagId); }
 };
 
 }  // namespace tolvik

@@ -1,83 +1,79 @@
 #include "dictionary/dict_entry.h"
 
-#include <nlohmann/json.hpp>
-
+#include "base/json_reader.h"
 #include "base/json_writer.h"
+#include "core/record_json.h"
 
 namespace tolvik {
 namespace {
 
-using Json = nlohmann::json;
+/// As long as the whole log may be.
+constexpr std::size_t kMostBytes = 1'000'000'000;
 
-const std::string* textAt(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    return found != object.end() ? found->get_ptr<const std::string*>() : nullptr;
+using simdjson::dom::object;
+
+bool readText(const object& from, std::string_view key, std::string_view& out) {
+    return from.at_key(key).get(out) == simdjson::SUCCESS;
 }
 
 /// False when there is something else than a text or null.
-bool readOptional(const Json& object, const char* key, std::optional<Identifier>& out) {
-    const auto found = object.find(key);
-    if (found == object.end() || found->is_null()) {
+bool readOptional(const object& from, std::string_view key, std::optional<Identifier>& out) {
+    simdjson::dom::element found;
+    if (from.at_key(key).get(found) != simdjson::SUCCESS || found.is_null()) {
         return true;
     }
-    const auto* text = found->get_ptr<const std::string*>();
-    if (text != nullptr) {
-        out = Identifier(*text);
+    std::string_view text;
+    if (found.get(text) != simdjson::SUCCESS) {
+        return false;
     }
-    return text != nullptr;
+    out = Identifier(text);
+    return true;
 }
 
 }  // namespace
 
 std::string encodeStorage(const DictStorage& storage) {
+    std::string entries;
+    appendRecords(entries, storage.entries);
+    return encodeStorage(entries, storage.activeTagId);
+}
+
+std::string encodeStorage(std::string_view entries, const std::optional<Identifier>& activeTagId) {
     std::string out;
-    std::string entries = "[";
-    for (const DictEntry& entry : storage.entries) {
-        if (entries.size() > 1) {
-            entries += ',';
-        }
-        JsonObjectWriter object(entries);
-        object.text("id", entry.id.text());
-        object.text("term", entry.term);
-        object.text("hint", entry.hint);
-        if (entry.tagId) {
-            object.text("tagId", entry.tagId->text());
-        }
-    }
-    entries += ']';
     {
-        JsonObjectWriter object(out);
-        object.raw("entries", entries);
-        if (storage.activeTagId) {
-            object.text("activeTagId", storage.activeTagId->text());
+        JsonObjectWriter writer(out);
+        writer.raw("entries", entries);
+        if (activeTagId) {
+            writer.text("activeTagId", activeTagId->text());
         }
     }
     return out;
 }
 
 std::optional<DictStorage> decodeStorage(std::string_view json) {
-    const Json root = Json::parse(json, nullptr, false);
-    if (!root.is_object() || !root.contains("entries") || !root["entries"].is_array()) {
+    JsonReader reader({.bytes = kMostBytes});
+    const auto root = reader.readObject(json);
+    simdjson::dom::array entries;
+    if (!root || root->at_key("entries").get(entries) != simdjson::SUCCESS) {
         return std::nullopt;
     }
     DictStorage out;
-    for (const Json& object : root["entries"]) {
-        if (!object.is_object()) {
+    out.entries.reserve(entries.size());
+    for (const simdjson::dom::element item : entries) {
+        object from;
+        std::string_view id;
+        std::string_view term;
+        std::string_view hint;
+        DictEntry& entry = out.entries.emplace_back();
+        if (item.get(from) != simdjson::SUCCESS || !readText(from, "id", id) || !readText(from, "term", term) ||
+            !readText(from, "hint", hint) || !readOptional(from, "tagId", entry.tagId)) {
             return std::nullopt;
         }
-        const std::string* id = textAt(object, "id");
-        const std::string* term = textAt(object, "term");
-        const std::string* hint = textAt(object, "hint");
-        DictEntry entry;
-        if (id == nullptr || term == nullptr || hint == nullptr || !readOptional(object, "tagId", entry.tagId)) {
-            return std::nullopt;
-        }
-        entry.id = Identifier(*id);
-        entry.term = *term;
-        entry.hint = *hint;
-        out.entries.push_back(std::move(entry));
+        entry.id = Identifier(id);
+        entry.term = term;
+        entry.hint = hint;
     }
-    if (!readOptional(root, "activeTagId", out.activeTagId)) {
+    if (!readOptional(*root, "activeTagId", out.activeTagId)) {
         return std::nullopt;
     }
     return out;

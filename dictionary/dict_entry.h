@@ -5,23 +5,11 @@
 #include <string_view>
 #include <vector>
 
-#include "base/identifier.h"
-#include "base/time.h"
+#include "core/dict_entry.h"
 
 namespace tolvik {
 
-/// One term of the user's vocabulary. Personal when it belongs to no project.
-struct DictEntry {
-    Identifier id;
-    std::string term;
-    /// What the term is, such as a person's role; may be empty.
-    std::string hint;
-    std::optional<Identifier> tagId;
-
-    bool operator==(const DictEntry&) const = default;
-};
-
-/// The vocabulary as it is kept: terms in the order in which they were added, and the project whose terms count.
+/// The vocabulary as one value: terms in the order in which they were added, and the project whose terms count.
 struct DictStorage {
     std::vector<DictEntry> entries;
     std::optional<Identifier> activeTagId;
@@ -31,6 +19,8 @@ struct DictStorage {
 
 /// {"entries":[{"id","term","hint","tagId"}…],"activeTagId"}; absent values are left out.
 [[nodiscard]] std::string encodeStorage(const DictStorage& storage);
+/// Likewise, out of the entries as a JSON array.
+[[nodiscard]] std::string encodeStorage(std::string_view entries, const std::optional<Identifier>& activeTagId);
 /// None when a required member is missing or of another type. Any bytes.
 [[nodiscard]] std::optional<DictStorage> decodeStorage(std::string_view json);
 

@@ -1,11 +1,10 @@
 #include "dictionary/dictionary_manager.h"
 
 #include <algorithm>
-#include <map>
-#include <set>
+#include <iterator>
+#include <unordered_map>
 #include <utility>
 
-#include "base/json_writer.h"
 #include "base/text.h"
 
 namespace tolvik {
@@ -15,84 +14,26 @@ namespace {
 constexpr Millis holdOff{8000};
 constexpr Millis firstRetry{1000};
 constexpr Millis lastRetry{60'000};
-constexpr const char* path = "/dictionaries";
 
-std::string changeBody(const DictEntry& entry, Instant now, bool isNew) {
-    std::string out;
-    JsonObjectWriter object(out);
-    object.text("id", entry.id.text());
-    if (entry.tagId) {
-        object.text("tagId", entry.tagId->text());
-    } else {
-        object.null("tagId");
-    }
-    object.text("term", entry.term);
-    object.text("hint", entry.hint);
-    if (isNew) {
-        object.text("createdAt", formatInstant(now));
-    }
-    object.text("updatedAt", formatInstant(now));
-    return out;
-}
-
-/// An entry as it is remembered for the server's copy; any body of this path reads back as one.
-std::string recordOf(const DictEntry& entry) {
-    std::string out;
-    JsonObjectWriter object(out);
-    object.text("id", entry.id.text());
-    object.text("term", entry.term);
-    object.text("hint", entry.hint);
-    if (entry.tagId) {
-        object.text("tagId", entry.tagId->text());
-    }
-    return out;
-}
-
-/// A change of `before`, or a new entry.
-Mutation put(const DictEntry& entry, Instant now, const std::optional<DictEntry>& before) {
-    return {"POST",
-            path,
-            changeBody(entry, now, !before),
-            entry.id,
-            {{RecordKind::dictionary, entry.id, before ? std::optional(recordOf(*before)) : std::nullopt}}};
-}
-
-Mutation deletion(const DictEntry& before) {
-    return {"DELETE",
-            std::string(path) + "/" + before.id.text(),
-            std::nullopt,
-            before.id,
-            {{RecordKind::dictionary, before.id, recordOf(before)}}};
+std::vector<Identifier> idsOf(const std::vector<DictEntry>& entries) {
+    std::vector<Identifier> ids(entries.size());
+    std::ranges::transform(entries, ids.begin(), &DictEntry::id);
+    return ids;
 }
 
 }  // namespace
 
-DictionaryManager::DictionaryManager(DictionaryPorts ports) : ports_(ports) {
-    load();
-}
-
-void DictionaryManager::load() {
-    const auto bytes = ports_.values.get(storageKey);
-    if (!bytes || !*bytes) {
-        return;
-    }
-    if (auto decoded = decodeStorage(**bytes)) {
-        storage_ = *std::move(decoded);
-        return;
-    }
-    held_.writes.emplace_back(
-        WriteBatch::PutValue{std::string(storageKey) + ".unreadable-" + formatInstant(ports_.clock.now()), **bytes});
-}
+DictionaryManager::DictionaryManager(DictionaryPorts ports) : ports_(ports), terms_(ports.values, ports.clock) {}
 
 std::vector<std::string> DictionaryManager::terms() const {
     std::vector<std::string> out;
-    for (const DictEntry& entry : storage_.entries) {
+    for (const DictEntry& entry : entries()) {
         if (!entry.tagId) {
             out.push_back(entry.term);
         }
     }
-    for (const DictEntry& entry : storage_.entries) {
-        if (entry.tagId && entry.tagId == storage_.activeTagId) {
+    for (const DictEntry& entry : entries()) {
+        if (entry.tagId && entry.tagId == activeTagId()) {
             out.push_back(entry.term);
         }
     }
@@ -102,8 +43,8 @@ std::vector<std::string> DictionaryManager::terms() const {
 std::string DictionaryManager::vocabularyText(std::string_view projectName) const {
     std::vector<std::string> personal;
     std::vector<std::string> ofProject;
-    for (const DictEntry& entry : storage_.entries) {
-        if (!entry.tagId || entry.tagId == storage_.activeTagId) {
+    for (const DictEntry& entry : entries()) {
+        if (!entry.tagId || entry.tagId == activeTagId()) {
             (entry.tagId ? ofProject : personal)
                 .push_back(entry.hint.empty() ? entry.term : entry.term + "=" + entry.hint);
         }
@@ -127,15 +68,15 @@ std::optional<Identifier> DictionaryManager::addTerm(std::string_view term, std:
     }
     entry.id = ports_.random.identifier();
     const Instant now = ports_.clock.now();
-    storage_.entries.push_back(entry);
-    const Mutation owed = put(entry, now, std::nullopt);
-    finish(now, {&owed, 1});
+    const Mutation owed = termPut(entry, now, std::nullopt);
+    terms_.add({entry});
+    finish(owed);
     return entry.id;
 }
 
 void DictionaryManager::editTerm(const Identifier& id, std::string_view term, std::string_view hint) {
-    const auto found = std::ranges::find(storage_.entries, id, &DictEntry::id);
-    if (found == storage_.entries.end()) {
+    const auto found = std::ranges::find(entries(), id, &DictEntry::id);
+    if (found == entries().end()) {
         return;
     }
     DictEntry changed{id, trimmed(toValidUtf8(term)), trimmed(toValidUtf8(hint)), found->tagId};
@@ -143,176 +84,259 @@ void DictionaryManager::editTerm(const Identifier& id, std::string_view term, st
         return;
     }
     const Instant now = ports_.clock.now();
-    const Mutation owed = put(changed, now, *found);
-    *found = changed;
-    finish(now, {&owed, 1});
+    const Mutation owed = termPut(changed, now, *found);
+    terms_.replace({std::move(changed)});
+    finish(owed);
 }
 
 void DictionaryManager::deleteTerm(const Identifier& id) {
-    const auto found = std::ranges::find(storage_.entries, id, &DictEntry::id);
-    if (found != storage_.entries.end()) {
-        const Mutation owed = deletion(*found);
-        storage_.entries.erase(found);
-        finish(ports_.clock.now(), {&owed, 1});
-    }
+    (void)deleteTerms({&id, 1});
 }
 
 void DictionaryManager::setActiveProject(const std::optional<Identifier>& tagId) {
-    if (storage_.activeTagId != tagId) {
-        storage_.activeTagId = tagId;
-        save();
-        changed_.emit();
+    if (activeTagId() != tagId) {
+        terms_.setActive(tagId);
+        tell();
     }
 }
 
 std::vector<Identifier> DictionaryManager::importEntries(std::string_view text,
                                                          const std::optional<Identifier>& tagId) {
     const Instant now = ports_.clock.now();
-    std::vector<Identifier> ids;
-    std::vector<Mutation> owed;
-    for (auto& [term, hint] : planImport(parseImport(text).terms, storage_.entries, tagId).fresh) {
-        DictEntry entry{ports_.random.identifier(), std::move(term), std::move(hint), tagId};
-        owed.push_back(put(entry, now, std::nullopt));
-        ids.push_back(entry.id);
-        storage_.entries.push_back(std::move(entry));
-    }
-    if (!owed.empty()) {
-        finish(now, owed);
+    TermsToAdd added = termsToAdd(text, entries(), tagId, now, identifiers(), makeReady());
+    std::vector<Identifier> ids = idsOf(added.entries);
+    if (!ids.empty()) {
+        terms_.add(std::move(added.entries));
+        finish(added.owed);
     }
     return ids;
 }
 
 std::vector<DictionaryManager::Placed> DictionaryManager::deleteTerms(std::span<const Identifier> ids) {
-    const std::set<Identifier> doomed(ids.begin(), ids.end());
     const Instant now = ports_.clock.now();
-    std::vector<Placed> deleted;
-    std::vector<Mutation> owed;
-    std::vector<DictEntry> kept;
-    for (std::size_t i = 0; i < storage_.entries.size(); ++i) {
-        DictEntry& entry = storage_.entries[i];
-        if (doomed.contains(entry.id)) {
-            owed.push_back(deletion(entry));
-            deleted.emplace_back(i, std::move(entry));
-        } else {
-            kept.push_back(std::move(entry));
-        }
+    const TermsToDelete doomed = termsToDelete(ids, entries(), now, identifiers(), makeReady());
+    if (doomed.ids.empty()) {
+        return {};
     }
-    storage_.entries = std::move(kept);
-    if (!owed.empty()) {
-        finish(now, owed);
-    }
-    return deleted;
+    auto gone = terms_.eraseIf([&](const DictEntry& entry) { return doomed.ids.contains(entry.id); });
+    finish(doomed.owed);
+    return gone;
 }
 
-void DictionaryManager::restore(std::span<const Placed> entries) {
-    std::set<Identifier> present;
-    for (const DictEntry& entry : storage_.entries) {
+void DictionaryManager::importLater(Workers& workers, std::string text, std::optional<Identifier> tagId,
+                                    std::function<void(std::vector<Identifier>)> done) {
+    auto work = std::make_shared<Work<TermsToAdd>>();
+    work->make = [text = std::move(text), tagId = std::move(tagId), now = ports_.clock.now(), ids = identifiers(),
+                  ready = makeReady()](auto existing) { return termsToAdd(text, existing, tagId, now, ids, ready); };
+    work->take = [this, done = std::move(done)](TermsToAdd& added) {
+        std::vector<Identifier> ids = idsOf(added.entries);
+        terms_.add(std::move(added.entries));
+        finishInTurns(added.owed, [done, ids = std::move(ids)] { done(ids); });
+    };
+    workOn(workers, std::move(work));
+}
+
+void DictionaryManager::deleteLater(Workers& workers, std::vector<Identifier> ids, std::function<void()> done) {
+    auto work = std::make_shared<Work<TermsToDelete>>();
+    work->make = [ids = std::move(ids), now = ports_.clock.now(), series = identifiers(),
+                  ready = makeReady()](auto existing) { return termsToDelete(ids, existing, now, series, ready); };
+    work->take = [this, done = std::move(done)](TermsToDelete& deleted) {
+        (void)terms_.eraseIf([&](const DictEntry& entry) { return deleted.ids.contains(entry.id); });
+        finishInTurns(deleted.owed, done);
+    };
+    workOn(workers, std::move(work));
+}
+
+template <class Ready>
+void DictionaryManager::workOn(Workers& workers, std::shared_ptr<Work<Ready>> work) {
+    work->existing = entries();
+    work->revision = terms_.revision();
+    workers.run([&workers, &loop = ports_.loop, weak = std::weak_ptr(alive_), work] {
+        auto ready = std::make_shared<Ready>(work->make(work->existing));
+        work->existing = {};
+        loop.post([&workers, weak, work, ready]() mutable {
+            const auto self = weak.lock();
+            if (self && (*self)->terms_.revision() == work->revision) {
+                work->take(*ready);
+                // What is left of it is as long as it was.
+                workers.run([rest = std::move(ready)] {});
+            } else if (self) {
+                (*self)->workOn(workers, work);
+            }
+        });
+    });
+}
+
+BulkMutationSink::MakeReady DictionaryManager::makeReady() const {
+    return ports_.bulk != nullptr ? ports_.bulk->makeReady() : BulkMutationSink::MakeReady();
+}
+
+IdentifierSeries DictionaryManager::identifiers() {
+    const std::uint64_t high = ports_.random.next();
+    return {high, ports_.random.next()};
+}
+
+void DictionaryManager::restore(std::span<const Placed> placed) {
+    IdSet present;
+    for (const DictEntry& entry : entries()) {
         present.insert(entry.id);
     }
     const Instant now = ports_.clock.now();
     std::vector<Mutation> owed;
-    for (const auto& [place, entry] : entries) {
+    std::vector<Placed> back;
+    for (const auto& [place, entry] : placed) {
         if (present.insert(entry.id).second) {
-            const auto at = static_cast<std::ptrdiff_t>(std::min(place, storage_.entries.size()));
-            storage_.entries.insert(storage_.entries.begin() + at, entry);
-            owed.push_back(put(entry, now, std::nullopt));
+            back.emplace_back(place, entry);
+            owed.push_back(termPut(entry, now, std::nullopt));
         }
     }
     if (!owed.empty()) {
-        finish(now, owed);
+        terms_.insert(std::move(back));
+        finish(owedFor(std::move(owed), now, identifiers(), makeReady()));
     }
 }
 
 const DictEntry* DictionaryManager::find(std::string_view term, const std::optional<Identifier>& tagId) const {
     const std::string wanted = caseFolded(trimmed(term));
-    const auto found = std::ranges::find_if(storage_.entries, [&](const DictEntry& entry) {
-        return entry.tagId == tagId && caseFolded(entry.term) == wanted;
-    });
-    return found == storage_.entries.end() ? nullptr : &*found;
+    const auto found = std::ranges::find_if(
+        entries(), [&](const DictEntry& entry) { return entry.tagId == tagId && caseFolded(entry.term) == wanted; });
+    return found == entries().end() ? nullptr : &*found;
 }
 
 std::size_t DictionaryManager::mergePulled(const std::vector<DictEntry>& pulled, const IdSet& removed,
                                            const IdSet& kept, bool isFull) {
-    const auto before = storage_.entries;
-    std::map<Identifier, DictEntry> theirs;
+    const std::uint64_t before = terms_.revision();
+    std::unordered_map<Identifier, const DictEntry*> theirs;
     for (const DictEntry& entry : pulled) {
-        theirs.try_emplace(entry.id, entry);
+        theirs.try_emplace(entry.id, &entry);
     }
-    std::vector<Mutation> owed;
+    const auto isHere = [&](const DictEntry& entry) { return theirs.contains(entry.id) || kept.contains(entry.id); };
+    if (std::ranges::any_of(entries(), [&](const auto& e) { return removed.contains(e.id) && !isHere(e); })) {
+        (void)terms_.eraseIf([&](const DictEntry& e) { return removed.contains(e.id) && !isHere(e); });
+    }
     const Instant now = ports_.clock.now();
-    std::erase_if(storage_.entries, [&](DictEntry& entry) {
+    std::vector<Mutation> owed;
+    std::vector<DictEntry> changed;
+    for (const DictEntry& entry : entries()) {
         const auto found = theirs.find(entry.id);
-        const bool known = found != theirs.end();
-        if (kept.contains(entry.id)) {
-            // The local version stays.
-        } else if (known) {
-            entry = found->second;
-        } else if (removed.contains(entry.id)) {
-            return true;
-        } else if (isFull) {
-            owed.push_back(put(entry, now, std::nullopt));
+        if (found != theirs.end() && !kept.contains(entry.id) && *found->second != entry) {
+            changed.push_back(*found->second);
+        } else if (found == theirs.end() && !kept.contains(entry.id) && isFull) {
+            owed.push_back(termPut(entry, now, std::nullopt));
         }
-        if (known) {
+        if (found != theirs.end()) {
             theirs.erase(found);
         }
-        return false;
-    });
+    }
+    terms_.replace(std::move(changed));
+    std::vector<DictEntry> added;
     for (const DictEntry& entry : pulled) {
         if (theirs.erase(entry.id) > 0 && !kept.contains(entry.id)) {
-            storage_.entries.push_back(entry);
+            added.push_back(entry);
         }
     }
-    if (!owed.empty()) {
-        finish(now, owed);
-    } else if (storage_.entries != before) {
-        save();
-        changed_.emit();
+    terms_.add(std::move(added));
+    const std::size_t queued = owed.size();
+    if (queued > 0) {
+        finish(owedFor(std::move(owed), now, identifiers(), makeReady()));
+    } else if (terms_.revision() != before) {
+        tell();
     }
-    return owed.size();
+    return queued;
 }
 
 void DictionaryManager::restoreCopies(std::span<const ServerCopy> copies) {
-    const auto before = storage_.entries;
+    const std::uint64_t before = terms_.revision();
     for (const ServerCopy& copy : copies) {
         if (copy.kind != RecordKind::dictionary) {
             continue;
         }
-        const auto found = std::ranges::find(storage_.entries, copy.id, &DictEntry::id);
+        const auto found = std::ranges::find(entries(), copy.id, &DictEntry::id);
+        const bool isHere = found != entries().end();
         const auto decoded = copy.record ? decodeStorage("{\"entries\":[" + *copy.record + "]}") : std::nullopt;
-        if (!copy.record && found != storage_.entries.end()) {
-            storage_.entries.erase(found);
+        if (!copy.record && isHere) {
+            (void)terms_.eraseIf([&](const DictEntry& entry) { return entry.id == copy.id; });
         } else if (decoded && decoded->entries.size() == 1) {
-            if (found != storage_.entries.end()) {
-                *found = decoded->entries.front();
-            } else {
-                storage_.entries.push_back(decoded->entries.front());
+            const DictEntry& entry = decoded->entries.front();
+            if (!isHere) {
+                terms_.add({entry});
+            } else if (entry != *found) {
+                terms_.replace({entry});
             }
         }
     }
-    if (storage_.entries != before) {
-        save();
-        changed_.emit();
+    if (terms_.revision() != before) {
+        tell();
     }
 }
 
 void DictionaryManager::reload() {
-    storage_ = {};
-    load();
+    terms_.open();
     changed_.emit();
 }
 
-void DictionaryManager::finish(Instant now, std::span<const Mutation> owed) {
-    ports_.holdOff.suppressUntil(now + holdOff);
-    ports_.mutations.stage(held_, owed);
+void DictionaryManager::finish(const Mutation& owed) {
+    ports_.holdOff.suppressUntil(ports_.clock.now() + holdOff);
+    ports_.mutations.stage(held_, {&owed, 1});
     save();
     ports_.mutations.staged();
     changed_.emit();
 }
 
+void DictionaryManager::finish(const TermsOwed& owed) {
+    keep(owed);
+    ports_.mutations.staged();
+    changed_.emit();
+}
+
+void DictionaryManager::finishInTurns(const TermsOwed& owed, std::function<void()> done) {
+    untold_.push_back(std::move(done));
+    // Saving and what follows hold the loop for milliseconds each.
+    if (!owed.isEmpty()) {
+        isUntold_ = true;
+        keep(owed);
+    }
+    tellInTurns();
+}
+
+void DictionaryManager::tellInTurns() {
+    telling_ = ports_.loop.after(Millis{1}, [this] {
+        if (ports_.bulk != nullptr && !ports_.bulk->takeIn()) {
+            tellInTurns();
+            return;
+        }
+        if (std::exchange(isUntold_, false)) {
+            ports_.mutations.staged();
+            changed_.emit();
+        }
+        for (const auto& call : std::exchange(untold_, {})) {
+            call();
+        }
+    });
+}
+
+void DictionaryManager::keep(const TermsOwed& owed) {
+    ports_.holdOff.suppressUntil(ports_.clock.now() + holdOff);
+    if (owed.ready) {
+        ports_.bulk->stageReady(held_, owed.ready);
+    } else {
+        ports_.mutations.stage(held_, owed.mutations);
+    }
+    save();
+}
+
+void DictionaryManager::tell() {
+    save();
+    changed_.emit();
+}
+
 void DictionaryManager::save() {
-    WriteBatch batch = held_;
-    batch.writes.emplace_back(WriteBatch::PutValue{std::string(storageKey), encodeStorage(storage_)});
+    WriteBatch batch = std::exchange(held_, {});
+    const std::size_t heldCount = batch.writes.size();
+    terms_.stage(batch);
     if (const auto committed = ports_.values.commit(batch); !committed) {
+        batch.writes.resize(heldCount);
+        held_ = std::move(batch);
         saveProblem_ = committed.error();
         retryDelay_ = std::clamp(retryDelay_ * 2, firstRetry, lastRetry);
         retry_ = ports_.loop.after(retryDelay_, [this] {
@@ -323,7 +347,7 @@ void DictionaryManager::save() {
         });
         return;
     }
-    held_.writes.clear();
+    terms_.saved();
     saveProblem_.reset();
     retryDelay_ = Millis{0};
     retry_.cancel();

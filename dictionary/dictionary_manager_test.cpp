@@ -19,7 +19,7 @@ protected:
     void restart() {
         dictionary = std::make_unique<DictionaryManager>(DictionaryPorts{values, clock, random, loop, sink, holdOff});
     }
-    std::string kept() { return values.get(DictionaryManager::storageKey)->value_or("nothing"); }
+    std::string kept() { return storedVocabulary(values)->value_or("nothing"); }
 
     FakeClock clock;
     FakeRandom random;
@@ -120,18 +120,119 @@ TEST_F(DictionaryManagerTest, ChangesThatCannotBeSavedWaitInMemory) {
 }
 
 TEST_F(DictionaryManagerTest, KeepsAsideWhatItCannotRead) {
-    for (const std::string bytes : {"", "nonsense", "[]", R"({"entries":[{"id":"a","term":7,"hint":""}]})",
+    for (const std::string bytes : {"", "nonsense", "[1]", R"({"entries":[{"id":"a","term":7,"hint":""}]})",
                                     R"({"entries":[],"activeTagId":1})", "{\"entries\":[\xff]}"}) {
         SCOPED_TRACE(bytes);
         clock.advance(Millis{1});
         ASSERT_TRUE(values.commit({{WriteBatch::PutValue{std::string(DictionaryManager::storageKey), bytes}}}));
         restart();
         EXPECT_TRUE(dictionary->entries().empty());
-        EXPECT_EQ(kept(), bytes);
+        EXPECT_EQ(values.get(DictionaryManager::storageKey)->value_or("nothing"), bytes);
         dictionary->addTerm("new", "");
         const std::string aside = "tolvik.dictionaries.unreadable-" + formatInstant(clock.now());
         EXPECT_EQ(values.get(aside)->value_or("nothing"), bytes);
+        restart();
+        EXPECT_EQ(dictionary->vocabularyText(), "new");
     }
+}
+
+TEST_F(DictionaryManagerTest, OneTermWritesOnePieceAndADamagedPieceCostsNoOther) {
+    std::string lines;
+    for (int i = 0; i < 1000; ++i) {
+        lines += "term " + std::to_string(i) + "\n";
+    }
+    dictionary->importEntries(lines);
+    const Identifier early = dictionary->entries()[100].id;
+    values.commits.clear();
+    dictionary->addTerm("last", "");
+    dictionary->editTerm(early, "early", "");
+    dictionary->deleteTerm(early);
+    for (const WriteBatch& batch : values.commits) {
+        std::size_t pieces = 0;
+        for (const auto& write : batch.writes) {
+            pieces += std::holds_alternative<WriteBatch::PutPiece>(write) ? 1U : 0U;
+        }
+        EXPECT_EQ(pieces, 1U);
+    }
+    EXPECT_EQ(values.commits.size(), 3U);
+    const auto before = dictionary->entries();
+    restart();
+    EXPECT_EQ(dictionary->entries(), before);
+
+    const auto pieces = *values.pieces(DictionaryManager::storageKey);
+    ASSERT_TRUE(values.commit({{WriteBatch::PutPiece{std::string(DictionaryManager::storageKey), pieces[5], "{"}}}));
+    restart();
+    EXPECT_EQ(dictionary->entries().size(), before.size() - pieces[5].count);
+    dictionary->addTerm("one more", "");
+    EXPECT_EQ(values.get("tolvik.dictionaries.unreadable-" + formatInstant(clock.now()))->value_or("nothing"), "{");
+}
+
+TEST_F(DictionaryManagerTest, AValueOfTheFormerFormIsCarriedOverByTheFirstWrite) {
+    const std::string former = R"({"entries":[{"id":"a","term":"one","hint":"h"},{"id":"b","term":"two","hint":"",)"
+                               R"("tagId":")" +
+                               brivio.text() + R"("}],"activeTagId":")" + brivio.text() + R"("})";
+    const std::string key(DictionaryManager::storageKey);
+    ASSERT_TRUE(values.commit({{WriteBatch::PutValue{key, former}}}));
+    values.commits.clear();
+    restart();
+    EXPECT_EQ(dictionary->vocabularyText("Brivio"), "one=h; [Brivio] two");
+    EXPECT_EQ(kept(), former);
+    EXPECT_TRUE(values.commits.empty()) << "reading writes nothing";
+
+    dictionary->editTerm(Identifier("b"), "three", "");
+    EXPECT_EQ(values.commits.size(), 1U);
+    EXPECT_EQ(values.pieces(key)->size(), 1U);
+    restart();
+    EXPECT_EQ(dictionary->vocabularyText("Brivio"), "one=h; [Brivio] three");
+    EXPECT_EQ(decodeStorage(kept()), (DictStorage{dictionary->entries(), brivio}));
+    dictionary->setActiveProject(std::nullopt);
+    restart();
+    EXPECT_EQ(dictionary->activeTagId(), std::nullopt);
+}
+
+/// Keeps jobs until the test runs them.
+class WaitingWorkers final : public Workers {
+public:
+    void run(std::function<void()> job) override { jobs.push_back(std::move(job)); }
+    void runAll() {
+        for (const auto& job : std::exchange(jobs, {})) {
+            job();
+        }
+    }
+    std::vector<std::function<void()>> jobs;
+};
+
+TEST_F(DictionaryManagerTest, AnImportByAWorkerRespectsWhatChangesMeanwhile) {
+    WaitingWorkers workers;
+    int changes = 0;
+    const Subscription subscription = dictionary->onChanged([&] { ++changes; });
+    std::optional<std::vector<Identifier>> imported;
+    dictionary->importLater(workers, "Tamsin\nindexer", std::nullopt, [&](auto ids) { imported = std::move(ids); });
+    dictionary->addTerm("tamsin", "added while the worker reads");
+    values.commits.clear();
+    workers.runAll();
+    loop.runFor(Millis{1});
+    EXPECT_FALSE(imported) << "compared with what is there no more";
+    workers.runAll();
+    loop.runFor(Millis{1});
+    ASSERT_TRUE(imported);
+    EXPECT_EQ(imported->size(), 1U);
+    EXPECT_EQ(dictionary->vocabularyText(), "tamsin=added while the worker reads, indexer");
+    EXPECT_EQ(values.commits.size(), 1U);
+    EXPECT_EQ(changes, 2);
+
+    bool deleted = false;
+    dictionary->deleteLater(workers, *imported, [&] { deleted = true; });
+    workers.runAll();
+    loop.runFor(Millis{1});
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(dictionary->entries().size(), 1U);
+    EXPECT_THAT(sink.takeLines(), ElementsAre("POST /dictionaries", "POST /dictionaries", "DELETE /dictionaries"));
+
+    dictionary->importLater(workers, "late", std::nullopt, [](const auto&) { FAIL() << "after its end"; });
+    dictionary.reset();
+    workers.runAll();
+    loop.runFor(Millis{1});
 }
 
 }  // namespace

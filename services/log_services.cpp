@@ -64,7 +64,8 @@ struct LogServices::Impl final : AccountFollower {
             SyncOutbox::Ports{values, ports.clock, ports.random, ports.loop, ports.workers, places.data.string()});
         // Where the disk refuses, the log stays whose it is and the next start tries again.
         static_cast<void>(followUser(values, *outbox));
-        dictionary.emplace(DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, stream});
+        dictionary.emplace(
+            DictionaryPorts{values, ports.clock, ports.random, ports.loop, *outbox, stream, &outbox.value()});
         store.emplace(AppStorePorts{values, ports.clock, ports.timeZone, ports.random, ports.loop, *outbox, stream,
                                     [this] { return dictionary->activeTagId(); }, signedIn,
                                     [this](DayKey day) {

@@ -67,13 +67,19 @@ bool writeOutboxFile(const std::string& path, const std::vector<OutboxOp>& ops, 
         appendOp(json, op);
     }
     json += ']';
+    return replaceDurably(path, json, sync);
+}
+
+bool replaceDurably(const std::filesystem::path& path, std::string_view bytes, bool sync) {
+    std::error_code failed;
+    const auto folder = path.parent_path();
     std::filesystem::create_directories(folder, failed);
-    const std::string next = path + ".new";
+    const std::string next = path.string() + ".new";
     const int file = ::open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (file < 0) {
         return false;
     }
-    bool good = writeAll(file, json) && (!sync || ::fsync(file) == 0);
+    bool good = writeAll(file, bytes) && (!sync || ::fsync(file) == 0);
     good = ::close(file) == 0 && good;
     if (good) {
         std::filesystem::rename(next, path, failed);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/result.h"
@@ -16,5 +18,9 @@ namespace tolvik {
 /// Replaces the file as a whole; with no operations it is removed. With `sync` it is on the disk when this returns.
 /// False when the disk refused, and then the file is as before.
 [[nodiscard]] bool writeOutboxFile(const std::string& path, const std::vector<OutboxOp>& ops, bool sync);
+
+/// Replaces a file as a whole, readable for its owner only; with `sync` it is on the disk when this returns. False when
+/// the disk refused, and then the file is as before.
+[[nodiscard]] bool replaceDurably(const std::filesystem::path& path, std::string_view bytes, bool sync);
 
 }  // namespace tolvik

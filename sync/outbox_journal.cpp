@@ -6,6 +6,7 @@
 
 #include "base/json_reader.h"
 #include "base/json_writer.h"
+#include "sync/bulk_file.h"
 
 namespace tolvik {
 namespace {
@@ -54,13 +55,20 @@ std::string clearItem() {
     return std::string(kClear) + "true}";
 }
 
-void applyJournal(std::deque<OutboxOp>& ops, const std::vector<JournalItem>& items) {
+void applyJournal(std::deque<OutboxOp>& ops, const std::vector<JournalItem>& items, const std::string& folder) {
     std::unordered_set<std::string> done;
     std::unordered_map<std::string, OutboxOp*> known;
     known.reserve(ops.size() + items.size());
     for (OutboxOp& op : ops) {
         known.emplace(op.id, &op);
     }
+    const auto append = [&](OutboxOp op) {
+        if (!known.contains(op.id)) {
+            // A deque's elements stay where they are when it grows at its end.
+            ops.push_back(std::move(op));
+            known.emplace(ops.back().id, &ops.back());
+        }
+    };
     for (const JournalItem& item : items) {
         if (item.bytes.starts_with(kDone)) {
             if (auto id = readDone(item.bytes)) {
@@ -76,10 +84,12 @@ void applyJournal(std::deque<OutboxOp>& ops, const std::vector<JournalItem>& ite
             if (const auto found = op ? known.find(op->id) : known.end(); found != known.end()) {
                 *found->second = std::move(*op);
             }
-        } else if (auto op = readOp(item.bytes); op && !known.contains(op->id)) {
-            // A deque's elements stay where they are when it grows at its end.
-            ops.push_back(std::move(*op));
-            known.emplace(ops.back().id, &ops.back());
+        } else if (item.bytes.starts_with('[') || bulkFileOf(item.bytes)) {
+            for (OutboxOp& op : readOps(bulkContent(folder, item.bytes)).value_or(std::vector<OutboxOp>())) {
+                append(std::move(op));
+            }
+        } else if (auto op = readOp(item.bytes)) {
+            append(std::move(*op));
         }
     }
     std::erase_if(ops, [&](const OutboxOp& op) { return done.contains(op.id); });

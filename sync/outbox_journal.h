@@ -12,7 +12,8 @@
 
 namespace tolvik {
 
-/// The queue's journal: an item is an operation to append, `{"done":ID}` for one that left the queue, `{"replace":OP}`
+/// The queue's journal: an item is an operation to append, an array of them (or the file with
+/// one, see `bulk_file.h`), `{"done":ID}` for one that left the queue, `{"replace":OP}`
 /// for one that changed, `{"clear":true}` for all that came before. Carrying items out again over a queue that has
 /// them already changes nothing, so that a file may lag behind its journal or overlap with it.
 
@@ -21,7 +22,8 @@ namespace tolvik {
 [[nodiscard]] std::string replaceItem(const OutboxOp& op);
 [[nodiscard]] std::string clearItem();
 
-/// Carries the items out over `ops`, in order; an item that does not decode is passed over.
-void applyJournal(std::deque<OutboxOp>& ops, const std::vector<JournalItem>& items);
+/// Carries the items out over `ops`, in order; an item that does not decode is passed over. Files of the items lie in
+/// `folder`.
+void applyJournal(std::deque<OutboxOp>& ops, const std::vector<JournalItem>& items, const std::string& folder);
 
 }  // namespace tolvik

@@ -1,6 +1,7 @@
 #include "sync/outbox_queue.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <ranges>
@@ -8,9 +9,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "sync/bulk_file.h"
 #include "sync/op_effect.h"
 #include "sync/outbox_file.h"
 #include "sync/outbox_journal.h"
+#include "sync/ready_ops.h"
 
 namespace tolvik {
 namespace {
@@ -27,9 +30,10 @@ constexpr Millis kAgain{1000};
 
 /// Brings the file up to the journal.
 bool extendFile(const std::string& path, Instant now, const std::vector<JournalItem>& items, bool sync) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
     auto read = readOutboxFile(path, now);
     std::deque<OutboxOp> ops(std::make_move_iterator(read.begin()), std::make_move_iterator(read.end()));
-    applyJournal(ops, items);
+    applyJournal(ops, items, folder);
     return writeOutboxFile(path, {std::make_move_iterator(ops.begin()), std::make_move_iterator(ops.end())}, sync);
 }
 
@@ -63,26 +67,41 @@ std::string OutboxQueue::filePathOf(const std::string& user) const {
     return ports_.folder + "/sync-outbox-" + (name.empty() ? "anon" : name) + ".json";
 }
 
-void OutboxQueue::append(WriteBatch& batch, std::span<const Mutation> mutations) {
-    const std::string present = user();
+std::string OutboxQueue::beginAppend(WriteBatch& batch) {
+    std::string present = user();
     follow();
+    (void)takeIn(SIZE_MAX);
     // Items on one record stay in order.
     std::ranges::move(takeUnsaved().writes, std::back_inserter(batch.writes));
     if (earlyUser_ != present) {
         early_.clear();
         earlyUser_ = present;
     }
+    return present;
+}
+
+void OutboxQueue::take(OutboxOp op) {
+    if (loaded_) {
+        count(op, 1);
+        ops_.push_back(std::move(op));
+    } else {
+        early_.push_back(std::move(op));
+    }
+}
+
+std::string OutboxQueue::bulkPrefixOf(const std::string& user) const {
+    const std::filesystem::path file = filePathOf(user);
+    return (file.parent_path() / file.stem()).string() + ".bulk-";
+}
+
+void OutboxQueue::append(WriteBatch& batch, std::span<const Mutation> mutations) {
+    const std::string present = beginAppend(batch);
     const std::string journal = outboxJournalOf(present);
     const std::string copies = ServerCopies::journalOf(present);
     const std::string now = formatInstant(ports_.clock.now());
     for (const Mutation& mutation : mutations) {
-        OutboxOp op;
-        op.id = ports_.random.identifier().text();
-        op.method = mutation.method;
-        op.path = mutation.path;
-        op.body = mutation.body;
+        OutboxOp op = opOf(mutation, ports_.random.identifier(), now);
         if (mutation.entityId) {
-            op.entityId = mutation.entityId->text();
             for (const ServerCopy& before : mutation.before) {
                 ServerCopies::stageFirst(batch, copies, before, mutation.entityId);
                 if (loaded_) {
@@ -90,16 +109,10 @@ void OutboxQueue::append(WriteBatch& batch, std::span<const Mutation> mutations)
                 }
             }
         }
-        op.createdAt = now;
         std::string bytes;
         appendOp(bytes, op);
         batch.writes.emplace_back(WriteBatch::AppendJournal{journal, std::move(bytes)});
-        if (loaded_) {
-            count(op, 1);
-            ops_.push_back(std::move(op));
-        } else {
-            early_.push_back(std::move(op));
-        }
+        take(std::move(op));
     }
 }
 
@@ -118,11 +131,13 @@ void OutboxQueue::follow() {
         ops_.clear();
         queued_.clear();
         copies_.unload();
+        incoming_.clear();
     }
 }
 
 void OutboxQueue::load() {
     follow();
+    (void)takeIn(SIZE_MAX);
     if (loaded_) {
         return;
     }
@@ -133,7 +148,7 @@ void OutboxQueue::load() {
     auto file = readOutboxFile(filePathOf(loadedUser_), ports_.clock.now());
     ops_.assign(std::make_move_iterator(file.begin()), std::make_move_iterator(file.end()));
     if (const auto items = ports_.values.journal(outboxJournalOf(loadedUser_))) {
-        applyJournal(ops_, *items);
+        applyJournal(ops_, *items, ports_.folder);
     }
     if (earlyUser_ == loadedUser_) {
         std::unordered_set<std::string> known;
@@ -148,7 +163,7 @@ void OutboxQueue::load() {
         count(op, 1);
     }
     const std::string journal = ServerCopies::journalOf(loadedUser_);
-    copies_.load(journal, ports_.values.journal(journal).value_or(std::vector<JournalItem>()));
+    copies_.load(journal, ports_.values.journal(journal).value_or(std::vector<JournalItem>()), ports_.folder);
     std::unordered_set<Identifier> idle;
     for (const auto& [id, copy] : copies_.all()) {
         for (const Identifier& holder : copy.holders) {
@@ -316,6 +331,7 @@ void OutboxQueue::clear() {
     copies_.unload();
     commit({{WriteBatch::AppendJournal{outboxJournalOf(loadedUser_), clearItem()},
              WriteBatch::TrimJournal{ServerCopies::journalOf(loadedUser_), INT64_MAX}}});
+    removeBulkFiles(bulkPrefixOf(loadedUser_), {});
     writeSoon();
 }
 
@@ -329,7 +345,7 @@ Result<void, StoreError> OutboxQueue::moveAnonymousTo(const std::string& target)
     std::deque<OutboxOp> moved(std::make_move_iterator(file.begin()), std::make_move_iterator(file.end()));
     const auto items = ports_.values.journal(anonymous);
     if (items) {
-        applyJournal(moved, *items);
+        applyJournal(moved, *items, ports_.folder);
     }
     const auto copies = ports_.values.journal(ServerCopies::journalOf(""));
     if (moved.empty() && (!copies || copies->empty())) {
@@ -342,7 +358,8 @@ Result<void, StoreError> OutboxQueue::moveAnonymousTo(const std::string& target)
         batch.writes.emplace_back(WriteBatch::AppendJournal{outboxJournalOf(target), std::move(bytes)});
     }
     for (const JournalItem& item : copies.value_or(std::vector<JournalItem>())) {
-        batch.writes.emplace_back(WriteBatch::AppendJournal{ServerCopies::journalOf(target), item.bytes});
+        batch.writes.emplace_back(
+            WriteBatch::AppendJournal{ServerCopies::journalOf(target), bulkContent(ports_.folder, item.bytes)});
     }
     batch.writes.emplace_back(WriteBatch::AppendJournal{anonymous, clearItem()});
     batch.writes.emplace_back(WriteBatch::TrimJournal{ServerCopies::journalOf(""), INT64_MAX});
@@ -352,6 +369,7 @@ Result<void, StoreError> OutboxQueue::moveAnonymousTo(const std::string& target)
     // Whoever is loaded reads what stands in the journals now.
     loaded_ = false;
     early_.clear();
+    incoming_.clear();
     lagging_.insert("");
     lagging_.insert(target);
     writeSoon();
@@ -372,6 +390,9 @@ void OutboxQueue::writeSoon() {
 }
 
 void OutboxQueue::write() {
+    if (!std::exchange(isSwept_, true)) {
+        sweep();
+    }
     while (!lagging_.empty()) {
         const std::string user = *lagging_.begin();
         lagging_.erase(lagging_.begin());
@@ -381,13 +402,12 @@ void OutboxQueue::write() {
             continue;
         }
         writing_ = true;
-        const std::int64_t upTo = items->back().number;
-        ports_.workers.run([path = filePathOf(user), now = ports_.clock.now(), items = std::move(*items), upTo, user,
+        ports_.workers.run([path = filePathOf(user), now = ports_.clock.now(), items = std::move(*items), user,
                             &loop = ports_.loop, weak = std::weak_ptr(alive_)] {
             const bool good = extendFile(path, now, items, true);
-            loop.post([weak, good, upTo, user] {
+            loop.post([weak, good, items, user] {
                 if (const auto self = weak.lock()) {
-                    (*self)->written(user, good, upTo);
+                    (*self)->written(user, good, items);
                 }
             });
         });
@@ -395,11 +415,20 @@ void OutboxQueue::write() {
     }
 }
 
-void OutboxQueue::written(const std::string& user, bool good, std::int64_t upTo) {
+void OutboxQueue::written(const std::string& user, bool good, const std::vector<JournalItem>& items) {
     writing_ = false;
+    const std::int64_t upTo = items.back().number;
     // A trim that fails leaves items that the next writing finds in the file already.
     if (!good || !ports_.values.commit({{WriteBatch::TrimJournal{outboxJournalOf(user), upTo}}})) {
         lagging_.insert(user);
+    } else {
+        for (const JournalItem& item : items) {
+            if (const auto name = bulkFileOf(item.bytes)) {
+                std::error_code ignored;
+                std::filesystem::remove(ports_.folder + "/" + *name, ignored);
+                ownBulkFiles_.erase(*name);
+            }
+        }
     }
     if (!lagging_.empty()) {
         const std::string next = *lagging_.begin();

@@ -13,11 +13,14 @@
 
 #include "base/clock.h"
 #include "base/main_loop.h"
+#include "core/bulk_mutation_sink.h"
 #include "core/mutation_sink.h"
 #include "sync/outbox_op.h"
 #include "sync/server_copies.h"
 
 namespace tolvik {
+
+class ReadyOps;
 
 /// What the queue keeps and how it is kept: the operations of the present user, in order, and the server's copies of
 /// the records that they change. Every change of it is a few items of a journal in the value store; the queue's file,
@@ -46,6 +49,12 @@ public:
 
     /// Adds operations to the transaction of the change that owes them. Reads nothing.
     void append(WriteBatch& batch, std::span<const Mutation> mutations);
+    /// What makes many mutations ready for `appendReady`, for the present user's queue.
+    [[nodiscard]] BulkMutationSink::MakeReady makeReady() const;
+    /// Likewise, for many. They come into memory by and by, or when the queue is next looked at.
+    void appendReady(WriteBatch& batch, std::shared_ptr<ReadyMutations> ready);
+    /// Takes up to `count` of them in; true when none is left.
+    bool takeIn(std::size_t count);
     void keepCopies(WriteBatch& batch, std::span<const ServerCopy> copies);
     /// The file is to follow.
     void writeSoon();
@@ -94,10 +103,16 @@ public:
 private:
     void load();
     void follow();
+    /// Before operations are added; the user whose they are.
+    std::string beginAppend(WriteBatch& batch);
+    void take(OutboxOp op);
     void write();
-    void written(const std::string& user, bool good, std::int64_t upTo);
+    void written(const std::string& user, bool good, const std::vector<JournalItem>& items);
     void count(const OutboxOp& op, int by);
     [[nodiscard]] std::string filePathOf(const std::string& user) const;
+    [[nodiscard]] std::string bulkPrefixOf(const std::string& user) const;
+    [[nodiscard]] bool hasFile(const std::string& item) const;
+    void sweep();
     [[nodiscard]] std::optional<std::string> withoutDropped(const Identifier& id, const ServerCopies::Copy& copy) const;
 
     Ports ports_;
@@ -106,6 +121,8 @@ private:
     std::deque<OutboxOp> ops_;
     /// Added by this process before the queue was loaded.
     std::deque<OutboxOp> early_;
+    /// What is not in memory yet, in order.
+    std::deque<std::shared_ptr<ReadyOps>> incoming_;
     std::string earlyUser_;
     std::unordered_map<Identifier, int> queued_;
     ServerCopies copies_;
@@ -115,6 +132,9 @@ private:
     /// Users whose file lags behind.
     std::set<std::string> lagging_;
     bool writing_ = false;
+    /// Files of items that may not be durable yet.
+    std::set<std::string> ownBulkFiles_;
+    bool isSwept_ = false;
     Timer writeTimer_;
     bool dueSoon_ = false;
     std::shared_ptr<OutboxQueue*> alive_ = std::make_shared<OutboxQueue*>(this);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/json_writer.h"
+#include "sync/bulk_file.h"
 #include "sync/op_effect.h"
 
 namespace tolvik {
@@ -18,6 +19,16 @@ void writeRecord(JsonObjectWriter& out, const std::optional<std::string>& record
     }
 }
 
+void appendFirst(std::string& item, const ServerCopy& before, const std::optional<Identifier>& holder) {
+    JsonObjectWriter out(item);
+    out.text("first", before.id.text());
+    out.text("kind", kindText(before.kind));
+    if (holder) {
+        out.text("holder", holder->text());
+    }
+    writeRecord(out, before.record);
+}
+
 }  // namespace
 
 std::string ServerCopies::journalOf(std::string_view user) {
@@ -27,23 +38,40 @@ std::string ServerCopies::journalOf(std::string_view user) {
 void ServerCopies::stageFirst(WriteBatch& batch, const std::string& journal, const ServerCopy& before,
                               const std::optional<Identifier>& holder) {
     std::string item;
-    {
-        JsonObjectWriter out(item);
-        out.text("first", before.id.text());
-        out.text("kind", kindText(before.kind));
-        if (holder) {
-            out.text("holder", holder->text());
-        }
-        writeRecord(out, before.record);
-    }
+    appendFirst(item, before, holder);
     batch.writes.emplace_back(WriteBatch::AppendJournal{journal, std::move(item)});
 }
 
-void ServerCopies::load(std::string journal, const std::vector<JournalItem>& items) {
+void ServerCopies::Many::add(const ServerCopy& before, const Identifier& holder) {
+    item += item.size() > 1 ? "," : "";
+    appendFirst(item, before, holder);
+    copies.try_emplace(before.id, Copy{before.kind, before.record, {}}).first->second.holders.insert(holder);
+    byHolder[holder].insert(before.id);
+}
+
+bool ServerCopies::takeSome(Many& many, std::size_t& count) {
+    for (; count > 0 && !many.copies.empty(); --count) {
+        auto placed = copies_.insert(many.copies.extract(many.copies.begin()));
+        if (!placed.inserted) {
+            // The first copy counts.
+            placed.position->second.holders.merge(placed.node.mapped().holders);
+        }
+        ++items_;
+    }
+    for (; count > 0 && !many.byHolder.empty(); --count) {
+        auto placed = byHolder_.insert(many.byHolder.extract(many.byHolder.begin()));
+        if (!placed.inserted) {
+            placed.position->second.merge(placed.node.mapped());
+        }
+    }
+    return many.copies.empty() && many.byHolder.empty();
+}
+
+void ServerCopies::load(std::string journal, const std::vector<JournalItem>& items, const std::string& folder) {
     unload();
     journal_ = std::move(journal);
     for (const JournalItem& item : items) {
-        read(item.bytes);
+        read(nlohmann::json::parse(bulkContent(folder, item.bytes), nullptr, false));
     }
     items_ = items.size();
 }
@@ -54,9 +82,16 @@ void ServerCopies::unload() {
     items_ = 0;
 }
 
-void ServerCopies::read(const std::string& item) {
+void ServerCopies::read(const nlohmann::json& json) {
     using Json = nlohmann::json;
-    const Json json = Json::parse(item, nullptr, false);
+    if (json.is_array()) {
+        for (const Json& one : json) {
+            if (one.is_object()) {
+                read(one);
+            }
+        }
+        return;
+    }
     const auto text = [&](const char* name) -> std::optional<std::string> {
         const auto found = json.is_object() ? json.find(name) : json.end();
         return json.is_object() && found != json.end() && found->is_string() ? std::optional(found->get<std::string>())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -37,8 +38,20 @@ public:
     static void stageFirst(WriteBatch& batch, const std::string& journal, const ServerCopy& before,
                            const std::optional<Identifier>& holder);
 
-    /// Replaces everything by what a journal tells.
-    void load(std::string journal, const std::vector<JournalItem>& items);
+    /// Copies with the records whose operations they are kept for, away from the main loop.
+    struct Many {
+        std::unordered_map<Identifier, Copy> copies;
+        std::unordered_map<Identifier, std::unordered_set<Identifier>> byHolder;
+        /// All of them as one item of the journal.
+        std::string item = "[";
+
+        void add(const ServerCopy& before, const Identifier& holder);
+    };
+    /// As `addFirst`, for up to `count` of them, which is counted down; true when none is left.
+    bool takeSome(Many& many, std::size_t& count);
+
+    /// Replaces everything by what a journal tells. Files of the items lie in `folder`.
+    void load(std::string journal, const std::vector<JournalItem>& items, const std::string& folder);
     void unload();
 
     /// As `stageFirst` did on disk.
@@ -64,7 +77,7 @@ private:
     void set(WriteBatch& batch, const Identifier& id, const Copy& copy);
     void append(WriteBatch& batch, std::string item);
     void dropHolder(WriteBatch& batch, const Identifier& id, const Identifier& holder);
-    void read(const std::string& item);
+    void read(const nlohmann::json& item);
     void forget(const Identifier& id);
 
     std::string journal_;

@@ -13,6 +13,8 @@ constexpr Millis kFirstWait{5'000};
 constexpr Millis kLongestWait{60'000};
 constexpr Millis kHoldOff{3'000};
 constexpr Millis kNoticeStays{8'000};
+/// Of many operations that came together.
+constexpr std::size_t kTakenAtOnce = 2000;
 constexpr double kSkipAfterSeconds = 86'400;
 /// 2001-01-01T00:00:00Z, from which the file counts seconds.
 constexpr std::int64_t kFileEpochMs = 978'307'200'000;
@@ -250,6 +252,18 @@ SyncOutbox::~SyncOutbox() = default;
 
 void SyncOutbox::stage(WriteBatch& batch, std::span<const Mutation> mutations) {
     impl_->queue.append(batch, mutations);
+}
+
+BulkMutationSink::MakeReady SyncOutbox::makeReady() {
+    return impl_->queue.makeReady();
+}
+
+void SyncOutbox::stageReady(WriteBatch& batch, std::shared_ptr<ReadyMutations> ready) {
+    impl_->queue.appendReady(batch, std::move(ready));
+}
+
+bool SyncOutbox::takeIn() {
+    return impl_->queue.takeIn(kTakenAtOnce);
 }
 
 void SyncOutbox::staged() {

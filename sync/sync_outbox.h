@@ -14,6 +14,7 @@
 #include "base/clock.h"
 #include "base/main_loop.h"
 #include "base/subscription.h"
+#include "core/bulk_mutation_sink.h"
 #include "core/mutation_sink.h"
 #include "sync/outbox_op.h"
 #include "sync/outbox_queue.h"
@@ -22,7 +23,7 @@ namespace tolvik {
 
 /// The persistent queue of changes that the server is owed, first in, first out, and the loop that sends them, one at a
 /// time. How it is kept: `OutboxQueue`. Without `goOnline` nothing is ever sent. Main loop only.
-class SyncOutbox final : public MutationSink {
+class SyncOutbox final : public MutationSink, public BulkMutationSink {
 public:
     using Ports = OutboxQueue::Ports;
 
@@ -31,6 +32,9 @@ public:
 
     void stage(WriteBatch& batch, std::span<const Mutation> mutations) override;
     void staged() override;
+    [[nodiscard]] MakeReady makeReady() override;
+    void stageReady(WriteBatch& batch, std::shared_ptr<ReadyMutations> ready) override;
+    [[nodiscard]] bool takeIn() override;
     void stageCopies(WriteBatch& batch, std::span<const ServerCopy> copies) override;
 
     /// What sending needs. Everything outlives the outbox.

@@ -85,6 +85,74 @@ TEST_F(SyncOutboxTest, NothingIsLostOrDoubledWhereverTheProcessEnds) {
     EXPECT_EQ(fileOps().size(), 3U);
 }
 
+TEST_F(SyncOutboxTest, ManyThatWereMadeReadyAreQueuedLikeSingleOnes) {
+    const auto many = [&](int from, const std::optional<std::string>& before) {
+        std::vector<Mutation> out;
+        for (int i = from; i < from + 1200; ++i) {
+            const Identifier id(std::to_string(i));
+            out.push_back({"POST", "/dictionaries", "{}", id, {{RecordKind::dictionary, id, before}}});
+        }
+        auto ready = outbox->makeReady()(out, clock.now(), {1, static_cast<std::uint64_t>(from)});
+        WriteBatch batch;
+        outbox->stageReady(batch, std::move(ready));
+        std::size_t bytes = 0;
+        for (const auto& write : batch.writes) {
+            bytes += std::get<WriteBatch::AppendJournal>(write).bytes.size();
+        }
+        EXPECT_LE(bytes, 500U) << "the transaction names files";
+        EXPECT_TRUE(values.commit(batch));
+        (void)outbox->takeIn();
+    };
+    many(0, std::nullopt);
+    const auto queued = [&] {
+        IdSet operations;
+        std::vector<std::string> entities;
+        for (const OutboxOp& op : outbox->ops()) {
+            operations.insert(Identifier(op.id));
+            entities.push_back(*op.entityId);
+        }
+        EXPECT_EQ(operations.size(), entities.size()) << "each has an id of its own";
+        return entities;
+    };
+    ASSERT_EQ(queued().size(), 1200U);  // and loads it
+    many(1200, R"({"id":"x"})");
+    const auto whole = queued();
+    ASSERT_EQ(whole.size(), 2400U);
+    EXPECT_EQ(whole[1300], "1300");
+    EXPECT_TRUE(outbox->queue().isQueued(Identifier("7")));
+    const auto copies = [&] { return outbox->queue().copies().all(); };
+    EXPECT_EQ(copies().at(Identifier("7")).record, std::nullopt);
+    EXPECT_EQ(copies().at(Identifier("2000")).record, R"({"id":"x"})");
+    restart();  // out of the journals
+    EXPECT_EQ(queued(), whole);
+    EXPECT_EQ(copies().size(), 2400U);
+    EXPECT_EQ(copies().at(Identifier("2000")).record, R"({"id":"x"})");
+    EXPECT_TRUE(copies().at(Identifier("2000")).holders.contains(Identifier("2000")));
+    loop.runFor(Millis{61'000});
+    EXPECT_TRUE(values.journal("outbox")->empty());
+    restart();  // out of the queue's file
+    EXPECT_EQ(queued(), whole);
+    outbox->clear();
+    loop.runFor(Millis{1000});
+    EXPECT_TRUE(std::filesystem::is_empty(folder)) << "nothing of it stays";
+}
+
+TEST_F(SyncOutboxTest, AProcessThatEndsBeforeItNamesAFileQueuesNothing) {
+    std::vector<Mutation> all(40, {"POST", "/dictionaries", "{}", Identifier("T-1"), {}});
+    auto ready = outbox->makeReady()(all, clock.now(), {1, 2});
+    EXPECT_FALSE(std::filesystem::is_empty(folder));
+    restart();
+    EXPECT_EQ(outbox->pendingCount(), 0U);
+    loop.runFor(Millis{1000});
+    EXPECT_TRUE(std::filesystem::is_empty(folder)) << "swept";
+    // Its file is gone now, so what it holds is written itself.
+    WriteBatch batch;
+    outbox->stageReady(batch, std::move(ready));
+    ASSERT_TRUE(values.commit(batch));
+    restart();
+    EXPECT_EQ(outbox->pendingCount(), 40U);
+}
+
 TEST_F(SyncOutboxTest, AnOperationWhoseChangeWaitsForTheDiskStaysOutOfTheFile) {
     change("/1");
     values.failure = StoreError::full;

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <optional>
-#include <simdjson.h>
 #include <utility>
+
+#include "base/json_reader.h"
 
 namespace tolvik {
 namespace {
+
+/// A thousand events with the longest properties that are kept, all escaped.
+constexpr std::size_t kLargestFile = 100'000'000;
 
 bool isOfKind(simdjson::dom::element value, EventMember::Kind kind) {
     switch (kind) {
@@ -61,9 +65,10 @@ void EventBuffer::load() {
     events_.clear();
     inFlight_.clear();
     const std::string bytes = file_.read();
-    simdjson::dom::parser parser;
+    JsonReader reader({.bytes = kLargestFile});
+    const auto value = reader.read(bytes);
     simdjson::dom::array array;
-    if (bytes.empty() || parser.parse(bytes).get(array) != simdjson::SUCCESS) {
+    if (!value || value->get(array) != simdjson::SUCCESS) {
         return;
     }
     for (const auto element : array) {

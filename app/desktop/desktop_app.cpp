@@ -206,13 +206,15 @@ void DesktopApp::Impl::compose() {
                                                      .firstWeekday = static_cast<int>(QLocale().firstDayOfWeek()) % 7,
                                                      .workers = &workers});
     appearance = std::make_unique<PortalAppearance>(rememberedAppearance(values));
-    voice = std::make_unique<VoiceStack>(VoiceStack::Ports{.loop = loop,
-                                                           .workers = workers,
-                                                           .clock = clock,
-                                                           .random = random,
-                                                           .services = *services,
-                                                           .modelFolder = values.text(SettingsModel::modelFolderKey),
-                                                           .transcribed = [this] { usage->transcribed(); }});
+    voice =
+        std::make_unique<VoiceStack>(VoiceStack::Ports{.loop = loop,
+                                                       .workers = workers,
+                                                       .clock = clock,
+                                                       .random = random,
+                                                       .services = *services,
+                                                       .modelFolder = values.text(SettingsModel::modelFolderKey),
+                                                       .transcribed = [this] { usage->transcribed(); },
+                                                       .uploading = [this](auto bytes) { usage->uploading(bytes); }});
     menu = std::make_unique<MenuModel>(store, MenuModel::Actions{.open = [this] { raiseWindow(); },
                                                                  .checkForUpdates = [this] { checkForUpdates(); },
                                                                  .quit = [] { QCoreApplication::quit(); }});

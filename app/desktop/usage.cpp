@@ -82,6 +82,7 @@ void Usage::voiceChanged(const VoiceManager& voice) {
             break;
         case VoicePhase::listening:
             ports_.trail.leave("listening");
+            uploadedBytes_.reset();
             break;
         case VoicePhase::transcribing:
             ports_.trail.leave("transcribing");
@@ -102,7 +103,7 @@ void Usage::voiceChanged(const VoiceManager& voice) {
                                  .llmFallback = byServer,
                                  .latencyMs = (ports_.clock.now() - releasedAt_).count(),
                                  .transcribeMs = {},
-                                 .audioBytes = {}};
+                                 .audioBytes = uploadedBytes_};
                 if (transcribedAt_) {
                     event.transcribeMs = (*transcribedAt_ - releasedAt_).count();
                 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +45,8 @@ public:
     void follow(VoiceManager& voice);
     /// What was said is known, and will be carried out now.
     void transcribed() { transcribedAt_ = ports_.clock.now(); }
+    /// A recording of so many bytes is on its way to the server.
+    void uploading(std::size_t bytes) { uploadedBytes_ = static_cast<std::int64_t>(bytes); }
 
 private:
     void voiceChanged(const VoiceManager& voice);
@@ -53,6 +57,7 @@ private:
     bool voiceEnabled_ = false;
     Instant releasedAt_;
     std::optional<Instant> transcribedAt_;
+    std::optional<std::int64_t> uploadedBytes_;
     bool wasSignedIn_;
     Subscription voiceChanged_;
     Subscription sessionChanged_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -27,6 +28,8 @@ public:
         std::filesystem::path modelFolder;
         /// What was said is known and will be carried out now; may be empty.
         std::function<void()> transcribed = {};
+        /// A recording of so many bytes is on its way to the server; may be empty.
+        std::function<void(std::size_t bytes)> uploading = {};
     };
     explicit VoiceStack(const Ports& ports);
     VoiceStack(const VoiceStack&) = delete;

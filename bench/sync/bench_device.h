@@ -62,7 +62,7 @@ struct Device {
           http(makeClient(loop)),
           values((folder / "tolvik.sqlite").string(), {.fileSystem = std::nullopt, .checkpointOnClose = true}),
           outbox({values, clock, random, loop, workers, folder.string()}),
-          dictionary({values, clock, random, loop, outbox, stream}),
+          dictionary({values, clock, random, loop, outbox, stream, &outbox}),
           store({values,
                  clock,
                  zone,

@@ -15,7 +15,7 @@ struct SimDevice::App {
           stream({device.link, endpoint, session, device.clock_, device.random_, device.loop_}),
           outbox({device.values_, device.clock_, device.random_, device.loop_, workers, device.folder_.string()}),
           followed(followUser(device.values_, outbox)),
-          dictionary({device.values_, device.clock_, device.random_, device.loop_, outbox, stream}),
+          dictionary({device.values_, device.clock_, device.random_, device.loop_, outbox, stream, &outbox}),
           store({device.values_, device.clock_, device.zone, device.random_, device.loop_, outbox, stream,
                  [this] { return dictionary.activeTagId(); }, [this] { return session.isSignedIn(); },
                  [this](DayKey day) {

@@ -1,9 +1,12 @@
 #include <QAbstractItemModelTester>
+#include <QClipboard>
 #include <QFile>
+#include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <utility>
 
 #include "app/models/system_settings.h"
 #include "tests/ui/sample_window.h"
@@ -56,6 +59,10 @@ TEST_F(PagesTest, TermsAreAddedOnceChangedAndGivenBack) {
     EXPECT_FALSE(dictionary.add(QStringLiteral("  "), QStringLiteral("x")));
     dictionary.setSearch(QStringLiteral("service"));
     EXPECT_EQ(dictionary.countText(), QStringLiteral("1 of 9 terms"));
+    EXPECT_TRUE(dictionary.add(QStringLiteral("Lumo"), QStringLiteral("client")));
+    EXPECT_EQ(toast.text(), QStringLiteral("Added Lumo (client)"));
+    toast.undo();
+    EXPECT_EQ(sample.dictionary->find("Lumo", std::nullopt), nullptr);
     EXPECT_TRUE(dictionary.add(QStringLiteral("Lumo"), QStringLiteral("client")));
     dictionary.setSearch({});
     EXPECT_EQ(cell(*dictionary.terms(), 0, "term"), QStringLiteral("Lumo")) << "the latest first";
@@ -111,10 +118,76 @@ TEST_F(PagesTest, TenThousandTermsComeInOneStretch) {
     }
     QSignalSpy inserted(dictionary.terms(), &QAbstractItemModel::rowsInserted);
     dictionary.beginImport();
-    dictionary.setImportText(text);
+    QGuiApplication::clipboard()->setText(text);
+    EXPECT_TRUE(dictionary.pasteLong(QStringLiteral("Turku\n"), QStringLiteral("Last")));
+    EXPECT_TRUE(dictionary.importIsLong());
+    EXPECT_LT(dictionary.importShown().size(), 10'000);
+    EXPECT_TRUE(dictionary.importShown().startsWith(QStringLiteral("Turku\nTerm 0 (number)")));
+    EXPECT_TRUE(dictionary.importShown().contains(QStringLiteral(" more lines")));
+    EXPECT_EQ(dictionary.importCount(), 0) << "the worker's answer comes in a later turn";
+    sample.loop.runPosted();
+    EXPECT_EQ(dictionary.importCountText(), QStringLiteral("10002 entries found, 1 already there: Turku"));
+    QGuiApplication::clipboard()->setText(QStringLiteral("One more"));
+    EXPECT_TRUE(dictionary.pasteLong({}, {})) << "behind what is there";
+    sample.loop.runPosted();
+    EXPECT_EQ(dictionary.importCount(), 10'002);
+
+    const auto before = sample.dictionary->entries();
     dictionary.import();
-    EXPECT_EQ(dictionary.terms()->rowCount(), 10'009);
+    sample.loop.runFor(Millis{1});
+    EXPECT_EQ(dictionary.terms()->rowCount(), 10'009 + 2);
     EXPECT_EQ(inserted.count(), 1);
+    EXPECT_EQ(cell(*dictionary.terms(), 0, "term"), QStringLiteral("One more"));
+    EXPECT_EQ(toast.text(), QStringLiteral("Imported 10002 entries"));
+    toast.undo();
+    sample.loop.runFor(Millis{1});
+    EXPECT_EQ(sample.dictionary->entries(), before);
+    EXPECT_EQ(dictionary.terms()->rowCount(), 9);
+    QGuiApplication::clipboard()->setText(QStringLiteral("short"));
+    EXPECT_FALSE(dictionary.pasteLong({}, {})) << "for the field to take";
+}
+
+TEST_F(PagesTest, TheListFollowsAnySequenceOfChanges) {
+    const auto shown = [&] { return column(*dictionary.terms(), "termId"); };
+    const auto wanted = [&] {
+        QStringList ids;
+        for (const DictEntry& entry : sample.dictionary->entries()) {
+            if (!entry.tagId) {
+                ids.prepend(QString::fromStdString(entry.id.text()));
+            }
+        }
+        return ids;
+    };
+    FakeRandom chance{7};
+    std::vector<DictionaryManager::Placed> gone;
+    for (int i = 0; i < 200; ++i) {
+        std::vector<Identifier> some;
+        for (const DictEntry& entry : sample.dictionary->entries()) {
+            if (chance.next() % 4 == 0) {
+                some.push_back(entry.id);
+            }
+        }
+        switch (chance.next() % 4) {
+            case 0:
+                gone = sample.dictionary->deleteTerms(some);
+                break;
+            case 1:
+                sample.dictionary->restore(std::exchange(gone, {}));
+                break;
+            case 2:
+                sample.dictionary->addTerm("term " + std::to_string(i), "");
+                break;
+            default:
+                // A pull: some change, some go, some come, at once.
+                (void)sample.dictionary->mergePulled({{chance.identifier(), "theirs", "", {}}},
+                                                     {some.begin(), some.end()}, {}, false);
+        }
+        ASSERT_EQ(shown(), wanted()) << i;
+    }
+    dictionary.setSearch(QStringLiteral("their"));
+    for (const QString& term : column(*dictionary.terms(), "term")) {
+        EXPECT_EQ(term, QStringLiteral("theirs"));
+    }
 }
 
 TEST_F(PagesTest, ProjectsTellTheirWeeksAndTheirEnd) {

@@ -1,8 +1,6 @@
 // Saves pictures of every page and of the pill, so that a person can look at them. Not shipped.
 
-#include <QClipboard>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QImage>
 #include <QQmlApplicationEngine>
@@ -13,8 +11,6 @@
 #include <QTest>
 #include <QTimer>
 #include <QtQml>
-#include <algorithm>
-#include <cstdio>
 
 #include "tests/ui/sample_window.h"
 #include "ui/ui_module.h"
@@ -307,47 +303,6 @@ void settings(const Preview& preview) {
     everyLook(preview, sample, *window, QStringLiteral("settings-bytes"));
 }
 
-/// Pastes ten thousand terms and imports them; tells how long the window stood still at most.
-void importMany() {
-    SampleWindow sample;
-    sample.fillTwoWeeks();
-    QQmlApplicationEngine engine;
-    QQuickWindow* window = open(engine, sample);
-    window->setProperty("page", QStringLiteral("dictionary"));
-    QTest::qWait(300);
-    QMetaObject::invokeMethod(window->findChild<QQuickItem*>(QStringLiteral("dictionaryPage")), "openImport");
-    QTest::qWait(500);
-    QString lines;
-    for (int i = 0; i < 10'000; ++i) {
-        lines += QStringLiteral("Term number %1 (hint of %1)\n").arg(i);
-    }
-    QGuiApplication::clipboard()->setText(lines);
-    QElapsedTimer sinceBeat;
-    qint64 longest = 0;
-    QTimer beat;
-    QObject::connect(&beat, &QTimer::timeout, [&] { longest = std::max(longest, sinceBeat.restart()); });
-    const auto step = [&](const char* name, const auto& act, const auto& done) {
-        longest = 0;
-        sinceBeat.start();
-        beat.start(5);
-        act();
-        if (!QTest::qWaitFor(done, 30'000)) {
-            qFatal("%s does not end", name);
-        }
-        QTest::qWait(400);
-        beat.stop();
-        std::printf("%s: stood still for at most %lld ms\n", name, static_cast<long long>(longest));
-    };
-    DictionaryModel& dictionary = *sample.window->dictionary();
-    step(
-        "paste", [&] { QTest::keyClick(window, Qt::Key_V, Qt::ControlModifier); },
-        [&] { return dictionary.importCount() == 10'000; });
-    step(
-        "import", [&] { QTest::keyClick(window, Qt::Key_Return, Qt::ControlModifier); },
-        [&] { return dictionary.terms()->rowCount() == 10'000; });
-    step("undo", [&] { sample.window->toast()->undo(); }, [&] { return dictionary.terms()->rowCount() == 0; });
-}
-
 QList<std::pair<QString, PillState>> pillStates(const SampleWindow& sample) {
     const auto outcome = [&](const char* action, const char* title, std::optional<std::string> reason = {}) {
         CommandOutcome result;
@@ -459,7 +414,7 @@ int main(int argc, char** argv) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     const QStringList arguments = QGuiApplication::arguments();
     if (arguments.size() < 2) {
-        qCritical("usage: ui_preview FOLDER [pages|empty|management|import|firstrun|settings|pill]");
+        qCritical("usage: ui_preview FOLDER [pages|empty|management|firstrun|settings|pill]");
         return 2;
     }
     const Preview preview{QDir(arguments[1]),
@@ -480,9 +435,6 @@ int main(int argc, char** argv) {
     }
     if (what.isEmpty() || what == QLatin1String("settings")) {
         settings(preview);
-    }
-    if (what == QLatin1String("import")) {
-        importMany();
     }
     if (what.isEmpty() || what == QLatin1String("pill")) {
         pills(preview);

@@ -4,15 +4,15 @@
 #include <fmt/format.h>
 #include <fstream>
 #include <iterator>
-#include <simdjson.h>
 #include <utility>
+
+#include "base/json_reader.h"
 
 namespace tolvik {
 namespace {
 
 constexpr Millis kTimeout{15'000};
 constexpr std::size_t kLargestAnswer = 1'000'000;
-constexpr std::size_t kMaxDepth = 32;
 
 std::string boundaryOf(Random& random) {
     std::string id = random.identifier().text();
@@ -38,15 +38,10 @@ std::string multipart(const std::string& boundary, const std::string& name, std:
 }
 
 Result<std::string, WhisperError> readTranscript(std::string_view body) {
-    simdjson::dom::parser parser(kLargestAnswer);
-    simdjson::dom::element json;
-    if (body.size() > kLargestAnswer ||
-        parser.allocate(std::max(body.size(), std::size_t{1} << 10U), kMaxDepth) != simdjson::SUCCESS) {
-        return failure(WhisperError{WhisperError::Kind::malformedJson});
-    }
+    JsonReader reader({.bytes = kLargestAnswer});
+    const auto json = reader.readObject(body);
     std::string_view text;
-    if (parser.parse(body.data(), body.size(), true).get(json) != simdjson::SUCCESS ||
-        json.at_key("transcript").get(text) != simdjson::SUCCESS) {
+    if (!json || json->at_key("transcript").get(text) != simdjson::SUCCESS) {
         return failure(WhisperError{WhisperError::Kind::malformedJson});
     }
     return std::string(text);
@@ -115,7 +110,7 @@ Result<WhisperService::Upload, WhisperError> WhisperService::prepare(const std::
     }
     addAuthorization(*request, *token);
     request->body = multipart(boundary, file.filename().string(), sound, prompt);
-    return Upload{std::move(*request), std::move(*token)};
+    return Upload{std::move(*request), std::move(*token), sound.size()};
 }
 
 Result<std::string, WhisperError> WhisperService::read(const Result<HttpResponse, HttpFailure>& answer,
@@ -149,6 +144,9 @@ TranscriptionClient::Request WhisperService::transcribe(const std::filesystem::p
         *waiting =
             ports_.loop.after(Millis{0}, [done = std::move(done), answer = told(upload.error())] { done(answer); });
         return waiting;
+    }
+    if (ports_.sending) {
+        ports_.sending(upload->soundBytes);
     }
     return ports_.http.send(std::move(upload->request), [this, told, token = upload->token, done = std::move(done)](
                                                             const Result<HttpResponse, HttpFailure>& answer) {

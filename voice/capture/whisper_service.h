@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+#include <utility>
+
 #include "backend/endpoint.h"
 #include "backend/http_client.h"
 #include "backend/session.h"
@@ -35,8 +39,10 @@ public:
         Session& session;
         MainLoop& loop;
         Random& random;
+        /// A recording of so many bytes is on its way now; may be empty.
+        std::function<void(std::size_t bytes)> sending = {};
     };
-    explicit WhisperService(Ports ports) : ports_(ports) {}
+    explicit WhisperService(Ports ports) : ports_(std::move(ports)) {}
 
     [[nodiscard]] bool isWanted() override { return ports_.session.isSignedIn(); }
     /// Checked in this order: session, address, the file, HTTPS. The text is as the server sent it.
@@ -47,6 +53,7 @@ private:
     struct Upload {
         HttpRequest request;
         std::string token;
+        std::size_t soundBytes = 0;
     };
     [[nodiscard]] Result<Upload, WhisperError> prepare(const std::filesystem::path& file, const std::string& prompt);
     [[nodiscard]] Result<std::string, WhisperError> read(const Result<HttpResponse, HttpFailure>& answer,

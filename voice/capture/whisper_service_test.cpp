@@ -50,13 +50,16 @@ protected:
     std::string base = "https://api.example.org";
     BackendEndpoint endpoint{[this] { return base; }};
     Session session{values, secrets};
-    WhisperService service{{http, endpoint, session, loop, random}};
+    std::size_t sendingBytes = 0;
+    WhisperService service{
+        {http, endpoint, session, loop, random, [this](std::size_t bytes) { sendingBytes = bytes; }}};
     fs::path file = fs::path(testing::TempDir()) / ("whisper-" + std::to_string(::getpid()) + ".m4a");
     bool wasSent = false;
 };
 
 TEST_F(WhisperServiceTest, uploadsSoundAndPromptInOneBody) {
     EXPECT_EQ(upload(200, R"({"transcript":" start X "})", "Recent task titles: Ö."), " start X ");
+    EXPECT_EQ(sendingBytes, 8U) << "of the sound alone";
     const HttpRequest& sent = http.last();
     EXPECT_EQ(sent.method + " " + sent.url, "POST https://api.example.org/voice/transcribe");
     EXPECT_EQ(sent.timeout, Millis{15'000});

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <simdjson.h>
 #include <spdlog/spdlog.h>
 #include <utility>
 
+#include "base/json_reader.h"
 #include "base/json_writer.h"
 
 namespace tolvik {
@@ -14,7 +14,6 @@ namespace {
 
 constexpr Millis kTimeout{15'000};
 constexpr std::size_t kLargestAnswer = 1'000'000;
-constexpr std::size_t kMaxDepth = 32;
 constexpr std::array<std::string_view, 5> kKnownActions{"start", "switch", "done", "stop", "none"};
 
 std::string bodyFor(std::string_view transcript, const std::vector<BackendParser::Candidate>& tasks,
@@ -60,24 +59,19 @@ std::optional<std::string> textMember(const simdjson::dom::object& object, std::
 }
 
 Result<BackendParser::Command, VoiceParseError> readCommand(std::string_view body) {
-    simdjson::dom::parser parser(kLargestAnswer);
-    simdjson::dom::object object;
-    std::optional<std::string> action;
-    if (body.size() <= kLargestAnswer &&
-        parser.allocate(std::max(body.size(), std::size_t{1} << 10U), kMaxDepth) == simdjson::SUCCESS &&
-        parser.parse(body.data(), body.size(), true).get(object) == simdjson::SUCCESS) {
-        action = textMember(object, "action");
-    }
+    JsonReader reader({.bytes = kLargestAnswer});
+    const auto object = reader.readObject(body);
+    auto action = object ? textMember(*object, "action") : std::nullopt;
     if (!action) {
         return failure(VoiceParseError{VoiceParseError::Kind::parse, 200, "Invalid response structure"});
     }
     BackendParser::Command command;
     command.action = std::ranges::find(kKnownActions, *action) == kKnownActions.end() ? "none" : *action;
-    if (const auto id = textMember(object, "taskId")) {
+    if (const auto id = textMember(*object, "taskId")) {
         command.taskId = Identifier(*id);
     }
-    command.taskTitle = textMember(object, "task").value_or("");
-    command.reason = textMember(object, "reason");
+    command.taskTitle = textMember(*object, "task").value_or("");
+    command.reason = textMember(*object, "reason");
     return command;
 }
 
