@@ -21,6 +21,7 @@ BARE = {
     ("switch", "#3"): ["task three"],
     ("switch", "#4"): ["task four"],
     ("switch", "#-1"): ["last task"],
+    ("undo", None): ["undo"],
 }
 MEANING = {sentence: meaning for meaning, sentences in BARE.items() for sentence in sentences}
 DONE_LEADS = ("done ", "i'm done ", "i'm finished ", "finished ", "finish ", "completed ", "complete ", "wrap up ")
@@ -223,9 +224,30 @@ WORDS_REPORT = [
 # The same few commands in takes that no list to tune with has.
 OTHER_TAKES = [("tempo", "0.9", "pitch", "-60"), ("tempo", "1.12", "pitch", "80")]
 
+# More of both, with a command more. Words that sound exactly like a command ("brake") are left out.
+MORE_COMMANDS = [*LONE_COMMANDS, "undo"]
+MORE_TUNING_TAKES = [("tempo", "0.95", "pitch", "40"), ("tempo", "1.06", "pitch", "-40"),
+                     ("tempo", "0.86", "pitch", "110")]
+MORE_WORDS_TUNING = [
+    "clause", "course", "pass", "purpose", "pals", "bows", "staff", "stomp", "soap", "stamp", "sock", "swap", "sun",
+    "dump", "den", "run", "dunk", "darn", "reserve", "reservoir", "consume", "museum", "container", "venue", "revenue",
+    "bake", "brain", "rake", "block", "tough", "snuff", "inner", "enter", "bluff", "under", "until", "voodoo",
+    "breakfast", "meeting", "invoice", "budget", "travel", "camera", "picture", "dinner", "report", "server", "design",
+    "database", "friday", "running", "painting", "shopping", "planning", "reading", "testing", "review", "phone",
+    "kitchen", "walk", "gym", "sleep", "research", "slides",
+]
+MORE_TAKES = [("tempo", "0.95", "pitch", "-120"), ("tempo", "1.2"), ("tempo", "0.82", "pitch", "50"),
+              ("tempo", "1.05", "pitch", "150")]
+MORE_WORDS_REPORT = [
+    "palace", "force", "cows", "pours", "bars", "shot", "stab", "strap", "spot", "gone", "dune", "dull", "thumb",
+    "perfume", "assume", "resource", "costume", "continent", "avenue", "menu", "minute", "rain", "bright", "wreck",
+    "muffin", "rust", "elf", "onto", "canoe", "sunday", "calendar", "support", "lawyer", "yoga", "cooking", "contract",
+    "hospital", "cleaning", "taxes", "newsletter", "workshop", "bicycle", "sales",
+]
 
-def alone(words, neighbours, takes):
-    return spoken(neighbours["tasks"], neighbours["projects"], neighbours["terms"], bare=LONE_COMMANDS, words=words,
+
+def alone(words, neighbours, takes, commands=LONE_COMMANDS):
+    return spoken(neighbours["tasks"], neighbours["projects"], neighbours["terms"], bare=commands, words=words,
                   takes=takes)
 
 
@@ -233,6 +255,9 @@ SETS = {
     "tuning": TUNING, "report": REPORT, "fresh": FRESH,
     "names-tuning": named(NAMES_TUNING, TUNING), "names": named(NAMES_REPORT, FRESH),
     "words-tuning": alone(WORDS_TUNING, TUNING, [()]), "words": alone(WORDS_REPORT, REPORT, OTHER_TAKES),
+    "lone-tuning": alone([], TUNING, MORE_TUNING_TAKES, MORE_COMMANDS),
+    "others-tuning": alone(MORE_WORDS_TUNING, TUNING, MORE_TUNING_TAKES[:1], []),
+    "lone": alone([], FRESH, MORE_TAKES, MORE_COMMANDS), "others": alone(MORE_WORDS_REPORT, FRESH, MORE_TAKES[:2], []),
 }
 # Commands without a task are few; two sets may hold the same one.
 SHARED = {"take a break", "stop tracking"}
@@ -244,7 +269,8 @@ def check():
         shared = set(c[1] for c in one["commands"]) & set(c[1] for c in other["commands"]) - set(OTHER)
         assert all(" " not in sentence or sentence in SHARED for sentence in shared), shared
     assert not set(NAMES_TUNING) & set(NAMES_REPORT) and len(NAMES_REPORT) >= 30
-    assert not set(WORDS_TUNING) & set(WORDS_REPORT)
+    assert not set(WORDS_TUNING + MORE_WORDS_TUNING) & set(WORDS_REPORT + MORE_WORDS_REPORT)
+    assert not {*MORE_TUNING_TAKES} & {*OTHER_TAKES, *MORE_TAKES}
     assert sum(c[0] != "other" for c in REPORT["commands"]) >= 90
     for each in SETS.values():
         for kind, _, _, task in each["commands"]:

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "base/text.h"
-#include "voice/hearing/command_phrases.h"
+#include "voice/hearing/lone_word.h"
 
 namespace tolvik {
 namespace {
@@ -88,45 +88,40 @@ bool accepts(const KnownSentence& known, const SoundEvidence& evidence, Judge& j
     return false;
 }
 
-/// The words of a command that is said by one word alone. A place in the list is no command that a strange word should
-/// become.
-bool isLoneCommand(std::string_view word) {
-    return word != "last" && word != "previous" && word.find(' ') == std::string_view::npos;
-}
-
-std::vector<std::string> loneCommands() {
-    std::vector<std::string> found;
-    for (const CommandPhrase& phrase : commandPhrases()) {
-        if (!phrase.takesTask && isLoneCommand(phrase.lead)) {
-            found.push_back(phrase.lead);
-        }
-    }
-    return found;
-}
-
 class Opinion {
 public:
     Opinion(const CommandGrammar& grammar, const Pronouncer& pronouncer, const SoundEvidence& evidence)
         : grammar_(grammar), pronouncer_(pronouncer), evidence_(evidence) {}
 
     std::string best(std::string text) {
+        if (evidence_.oneWord && isCommandAlone(text)) {
+            return oneWord(text).value_or(text);
+        }
         if (evidence_.fit && isCommandAlone(text) && !grammarAgrees(joined(spokenWords(text), " "))) {
             return surerWord(text);
         }
         if (!spokenWords(text).empty()) {
-            if (auto known = knownSentence(text)) {
+            if (auto known = knownSentence(text); known && !needsMore(*known)) {
                 return *known;
             }
         }
-        const std::string other = evidence_.again ? withoutPunctuation(evidence_.again()) : std::string();
+        if (evidence_.oneWord && spokenWords(text).size() <= mostWordsForOne) {
+            if (auto word = oneWord(text)) {
+                return *word;
+            }
+        }
+        std::string other = evidence_.again ? withoutPunctuation(evidence_.again()) : std::string();
         if (auto command = loneCommand(text, other)) {
             return *command;
+        }
+        if (needsMore(other)) {
+            other.clear();
         }
         const auto spoken = spokenWords(other);
         if (spoken.empty() || spoken == spokenWords(text)) {
             return mended(text);
         }
-        if (auto known = knownSentence(other)) {
+        if (auto known = knownSentence(other); known && !needsMore(*known)) {
             return *known;
         }
         if (spokenWords(text).empty()) {
@@ -174,9 +169,33 @@ private:
         return std::nullopt;
     }
 
-    static bool isCommandAlone(const std::string& text) {
-        static const std::vector<std::string> lone = loneCommands();
-        return std::ranges::find(lone, joined(spokenWords(text), " ")) != lone.end();
+    static bool isCommandAlone(const std::string& text) { return isCommandOfOneWord(joined(spokenWords(text), " ")); }
+
+    /// A command of one word, which a single try does not settle where more can be asked.
+    bool needsMore(const std::string& text) const { return evidence_.oneWord && isCommandAlone(text); }
+
+    /// The command of one word that was said, or the word that stands in its place where the engine wrote a command
+    /// and that is not taken; none when the engine's text is as good as any.
+    std::optional<std::string> oneWord(const std::string& text) {
+        const std::vector<std::string> further = evidence_.oneWord->furtherTries();
+        std::vector<std::string> written{text, evidence_.again ? withoutPunctuation(evidence_.again()) : ""};
+        for (const std::string& each : further) {
+            written.push_back(withoutPunctuation(each));
+        }
+        WordEvidence word{{}, evidence_.grammarHeard, evidence_.oneWord->fit};
+        for (const std::string& each : written) {
+            word.tries.push_back(joined(spokenWords(each), " "));
+        }
+        if (auto command = commandOfOneWord(word, pronouncer_)) {
+            return command;
+        }
+        if (!isCommandAlone(text) && !spokenWords(text).empty()) {
+            return std::nullopt;
+        }
+        const auto other = std::ranges::find(word.tries, otherThanCommand(word, pronouncer_));
+        return other == word.tries.end() || other->empty()
+                   ? std::nullopt
+                   : std::optional(written.at(static_cast<std::size_t>(other - word.tries.begin())));
     }
 
     /// The grammar heard that command, alone or with a word more that changes nothing ("stop it").
@@ -217,7 +236,10 @@ private:
             leastFit =
                 std::max(leastFit, evidence_.fit(each).value_or(-100.0) - (sure || !isOneWord ? 0.0 : unsureWordLoss));
         }
-        const float farthest = !isOneWord ? severalWordsDistance : sure ? sureWordDistance : unsureWordDistance;
+        const bool mayBeFar = isOneWord && !sure && !evidence_.oneWord;
+        const float farthest = mayBeFar            ? unsureWordDistance
+                               : isOneWord && sure ? sureWordDistance
+                                                   : severalWordsDistance;
         std::optional<std::string> best;
         for (const std::string& command : commandsHeard()) {
             const Phones sounds = pronouncer_.sentence(words(command));
@@ -235,11 +257,16 @@ private:
         return best;
     }
 
-    /// The commands of one word that agree with what the grammar heard, and what it heard when that names no task.
+    /// The command of one word that agrees with what the grammar heard, else what it heard when that names no task.
     std::vector<std::string> commandsHeard() const {
-        static const std::vector<std::string> lone = loneCommands();
         std::vector<std::string> heard;
-        std::ranges::copy_if(lone, std::back_inserter(heard), [&](auto& each) { return grammarAgrees(each); });
+        if (const std::string first = words(*evidence_.grammarHeard).front();
+            isCommandOfOneWord(first) && grammarAgrees(first)) {
+            if (evidence_.oneWord) {
+                return {};  // it was weighed, and was not that
+            }
+            heard.push_back(first);
+        }
         if (heard.empty() && words(*evidence_.grammarHeard).size() > 1) {
             const auto known = grammar_.nearest(pronouncer_.sentence(words(*evidence_.grammarHeard)), 1);
             if (!known.empty() && known.front().task == KnownSentence::Task::none) {

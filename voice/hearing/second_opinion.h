@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "voice/hearing/command_grammar.h"
 
@@ -19,6 +20,14 @@ struct SoundEvidence {
     /// What the engine writes when it is asked again under slightly other conditions: where it is unsure it writes
     /// something else. Null without a second try.
     std::function<std::string()> again = nullptr;
+    /// Of a sound that is too short for more than a word.
+    struct OneWord {
+        /// What the engine writes under still other conditions; may cost as much as two decodes.
+        std::function<std::vector<std::string>()> furtherTries;
+        /// As `fit`, measured as suits a word that stands alone: on a scale of its own.
+        std::function<std::optional<double>(const std::string& spoken)> fit;
+    };
+    std::optional<OneWord> oneWord = std::nullopt;
 };
 
 /// The words without the punctuation that the engine puts at their end, and without its quotation marks.

@@ -56,6 +56,7 @@ resumed R IH Z UW M D
 sartre S AA R T R
 seller S EH L ER
 server S ER V ER
+shop SH AA P
 start S T AA R T
 started S T AA R T IH D
 stop S T AA P
@@ -140,6 +141,39 @@ TEST_F(SecondOpinion, ACommandThatTheGrammarDidNotHearIsTriedAgain) {
     evidence.grammarHeard = "done it";
     evidence.again = [] { return std::string("Dumb."); };
     EXPECT_EQ(best("Done.", evidence), "done");
+}
+
+TEST_F(SecondOpinion, AShortSoundIsAskedForUntilItIsACommandOrAnotherWord) {
+    const auto asked = [&](const std::string& first, const std::string& second, std::vector<std::string> further,
+                           std::optional<std::string> grammarHeard, std::map<std::string, double> fits) {
+        auto evidence = sound(std::move(grammarHeard), {});
+        evidence.again = [second] { return second; };
+        evidence.oneWord = {[further] { return further; },
+                            [fits](const std::string& spoken) -> std::optional<double> {
+                                const auto found = fits.find(spoken);
+                                return found == fits.end() ? -40.0 : found->second;
+                            }};
+        return best(first, evidence);
+    };
+    EXPECT_EQ(asked("Clause.", "Pause.", {"Pause.", "Claws."}, "pause it", {{"pause", -14}, {"clause", -16}}), "pause");
+    EXPECT_EQ(asked("Done.", "Dumb.", {"Dumb.", "Dumb."}, "done", {{"done", -18}, {"dumb", -14}}), "Dumb")
+        << "the engine's first text is one of several";
+    EXPECT_EQ(asked("Dumb.", "Dumb.", {"Done.", "Dumb."}, "done", {{"done", -18}, {"dumb", -14}}), "Dumb");
+    EXPECT_EQ(asked("", "Stop.", {"", "Stop."}, "stop", {{"stop", -14}}), "stop");
+    EXPECT_EQ(asked("", "Stop.", {"Shop.", "Shop."}, "stop", {{"stop", -19}, {"shop", -14}}), "Shop");
+    EXPECT_EQ(asked("", "", {"", ""}, "pause", {{"pause", -15}}), "pause");
+    EXPECT_EQ(asked("", "", {"", ""}, "pause", {{"pause", -25}}), "");
+    EXPECT_EQ(asked("Clause.", "Clause.", {"Clause.", "Pause."}, "pause", {{"pause", -14}, {"clause", -16}}), "Clause")
+        << "one word again and again stands";
+    EXPECT_EQ(asked("Clause.", "Clause.", {"Order.", ""}, "pause", {{"pause", -14}, {"clause", -14.2}}), "Clause");
+    EXPECT_EQ(asked("Clause.", "Clause.", {"Order.", ""}, "pause", {{"pause", -14}, {"clause", -16}}), "pause");
+    EXPECT_EQ(asked("Clause.", "Pauls.", {"Order.", "Pause."}, "up", {{"pause", -14}, {"pauls", -9}, {"clause", -13}}),
+              "pause")
+        << "what is no word is no rival";
+    EXPECT_EQ(asked("Clause.", "Claws.", {"Order.", ""}, "start monthly", {{"pause", -14}}), "Clause")
+        << "the grammar heard no command of one word";
+    EXPECT_EQ(asked("Backup server.", "Back.", {"Stop.", ""}, "stop", {{"stop", -12}}), "Backup server")
+        << "a task's title needs no further tries";
 }
 
 TEST_F(SecondOpinion, ASecondTryCountsWhenItFitsBetterOrNamesATask) {
