@@ -294,6 +294,9 @@ CommandResponse AccountCommands::synced(const CommandRequest& request, bool pull
             text += "\n" + *more;
         }
     }
+    if (!pulled && !reason && ports_.session.isSignedIn()) {
+        text += "\nThe server did not answer as it should. Try again later, or look at TOLVIK_BACKEND_URL.";
+    }
     if (!ports_.session.isSignedIn()) {
         text += "\nThe session has ended. Sign in again with: tolvik sign-in EMAIL";
     }

@@ -131,6 +131,10 @@ public:
         if (!file.is_open() || file.bad()) {
             return refusal(request_, ExitCode::environment, fmt::format("Cannot read {}.", path));
         }
+        if (bytes.contains('\0') || toValidUtf8(bytes) != bytes) {
+            return refusal(request_, ExitCode::usage,
+                           fmt::format("{} is no text in UTF-8. Nothing was imported.", path));
+        }
         const ParsedImport parsed = parseImport(bytes);
         if (parsed.problem && !request_.has("plain")) {
             return refusal(

@@ -45,8 +45,13 @@ Rectangle {
             if (root.home.submit(text))
                 clear();
         }
-        // With nothing typed to take back, the key means the last change, as everywhere else.
-        Keys.onShortcutOverride: event => event.accepted = event.matches(StandardKey.Undo) && (canUndo || text.length > 0)
+        Keys.onPressed: event => {
+            // With nothing typed to take back, the key means the last change, as everywhere else.
+            if (event.matches(StandardKey.Undo) && text.length === 0) { // qmllint disable
+                root.home.undo();
+                event.accepted = true;
+            }
+        }
         Keys.onEscapePressed: event => {
             if (text.length > 0)
                 clear();

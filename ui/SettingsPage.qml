@@ -85,7 +85,14 @@ FocusScope {
                 Accessible.role: Accessible.PageTabList
                 Accessible.name: qsTr("Settings")
 
+                function go(index: int): void {
+                    root.tab = index;
+                    tabList.itemAt(index).forceActiveFocus(Qt.TabFocusReason);
+                }
+
                 Repeater {
+                    id: tabList
+
                     model: [qsTr("General"), qsTr("Voice"), qsTr("Tray"), qsTr("Appearance"), qsTr("Data")]
 
                     delegate: T.AbstractButton {
@@ -99,15 +106,16 @@ FocusScope {
                         implicitWidth: Math.max(32, Math.ceil(widest.advanceWidth))
                         implicitHeight: 40
                         hoverEnabled: true
-                        focusPolicy: Qt.TabFocus
+                        // One stop for Tab; the arrows walk along.
+                        focusPolicy: current ? Qt.TabFocus : Qt.NoFocus
                         text: modelData
                         Accessible.role: Accessible.PageTab
                         Accessible.name: text
                         Accessible.selected: current
                         Accessible.onPressAction: clicked()
                         Keys.onReturnPressed: clicked()
-                        Keys.onRightPressed: root.tab = Math.min(4, root.tab + 1)
-                        Keys.onLeftPressed: root.tab = Math.max(0, root.tab - 1)
+                        Keys.onRightPressed: tabs.go(Math.min(tabList.count - 1, root.tab + 1))
+                        Keys.onLeftPressed: tabs.go(Math.max(0, root.tab - 1))
                         onClicked: root.tab = index
 
                         TextMetrics {

@@ -31,7 +31,7 @@ SheetPanel {
     readonly property bool windowIsActive: safe.Window.active
 
     onWindowIsActiveChanged: if (windowIsActive && opened)
-        Qt.callLater(() => (sure.activeFocus ? sure : safe).forceActiveFocus(Qt.TabFocusReason))
+        Qt.callLater(() => (sure.activeFocus ? sure : safe).forceActiveFocus(Qt.TabFocusReason)) // qmllint disable
 
     contentItem: Column {
         spacing: 24

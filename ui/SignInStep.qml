@@ -44,6 +44,7 @@ Column {
 
         Label {
             width: parent.width
+            bottomPadding: 6
             color: Theme.t2
             size: Theme.secondary
             text: root.account.hint

@@ -68,6 +68,9 @@ class Vocabulary(Home):
         self.assertEqual([t[0] for t in self.terms()], ["Tamsin", "Turku", "Brivio"])
         self.assertEqual(self.json("vocabulary", "import", self.file("[draft] names"), "--plain")["imported"], 1)
         self.tolvik("vocabulary", "import", os.path.join(self.home, "missing"), expect=ENVIRONMENT)
+        with open(path, "ab") as file:
+            file.write(b"\xfcmlaut\n")
+        self.assertIn("no text in UTF-8", self.tolvik("vocabulary", "import", path, expect=USAGE)[1])
 
     def test_a_long_import_and_another_process_that_has_the_log(self):
         path = self.file("".join(f"Term{i} (number {i})\n" for i in range(10_000)))
