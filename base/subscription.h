@@ -40,7 +40,7 @@ public:
         return false;
     }
 
-    void emit(Args... args) {
+    void emit(const Args&... args) {
         std::erase_if(slots_, [](const auto& slot) { return slot.expired(); });
         // A callback may connect another one, which the present emission does not reach.
         const std::size_t count = slots_.size();

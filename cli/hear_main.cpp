@@ -65,6 +65,6 @@ int main(int argc, char** argv) {
         findSpeechPlaces(folder != words.end() && folder->is_string() ? folder->get<std::string>() : std::string());
     const std::string argument = argv[1];
     const Json result = argument == "--check" ? check(places) : recognise(places, words, argument);
-    std::cout << result.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+    std::cout << result.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
     return result.contains("error") ? 3 : 0;
 }

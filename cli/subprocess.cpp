@@ -66,6 +66,7 @@ Result<std::string, std::string> runSubprocess(const std::filesystem::path& prog
     std::vector<std::string> words{program.string()};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (auto& word : words) {
         argv.push_back(word.data());
     }

@@ -94,7 +94,7 @@ void AppStore::Impl::open(StoreChange& change, const Identifier& task, std::opti
     entry.taskId = task;
     entry.startedAt = change.now;
     entry.createdAt = change.now;
-    create(change, std::move(entry));
+    create(change, entry);
 
     SwitchLog log;
     log.id = ports.random.identifier();
@@ -174,7 +174,7 @@ void AppStore::Impl::takeBack(StoreChange& change, const OperationRecord& undone
         for (const auto& image : images) {
             // Another device may have brought it back already.
             if (!image.after && !all.find(image.before->id)) {
-                changesOf<Record>(change.done).push_back({std::nullopt, *image.before, image.index});
+                changesOf<Record>(change.done).push_back({std::nullopt, image.before, image.index});
                 deleted.emplace_back(image.index, *image.before);
             }
         }

@@ -70,7 +70,7 @@ void planCollection(CollectionPlan<Record>& plan, [[maybe_unused]] IdSet& lackin
             if (pulled[found->second] != record) {
                 plan.replaced.emplace(record.id, pulled[found->second]);
             }
-        } else if (marked.contains(record.id)) {
+        } else if (marked.contains(record.id)) {  // NOLINT(bugprone-branch-clone): the same only with a planted fault
             plan.removed.insert(record.id);
         } else if (isFull) {
 #ifdef TOLVIK_PLANT_DELETE_BY_ABSENCE

@@ -12,7 +12,7 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 Timestamp at(int minute) {
-    return Timestamp(Instant{1'794'304'800'000 + minute * 60'000});
+    return Timestamp(Instant{1'794'304'800'000 + std::int64_t{minute} * 60'000});
 }
 
 TaskModel task(const char* id, bool active = false) {
@@ -48,6 +48,7 @@ SwitchLog change(const char* id, const char* to, std::optional<Identifier> from 
 
 std::vector<std::string> idsOf(const auto& records) {
     std::vector<std::string> out;
+    out.reserve(records.size());
     for (const auto& record : records) {
         out.push_back(record.id.text());
     }

@@ -10,7 +10,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     tolvik::RecordDecoder decoder;
-    const auto checkArray = [&]<class Record>(Record) {
+    const auto checkArray = [&]<class Record>(const Record&) {
         if (const auto records = decoder.array<Record>(bytes)) {
             std::string out;
             tolvik::appendRecords(out, *records);

@@ -49,7 +49,7 @@ TEST(RecordJson, DamageIsAnErrorAndNeverMore) {
     for (const std::string& bad :
          {std::string("{"), std::string("{}"), std::string(kTask) + ",", std::string("null"), std::string("\"\xFF\""),
           std::string(R"({"id":"\ud800"})"), deep, std::string(kTask) + "],[" + kTask, without(kTask, "1"),
-          std::string(kTask).replace(std::string(kTask).find("1"), 1, "1.5")}) {
+          std::string(kTask).replace(std::string(kTask).find('1'), 1, "1.5")}) {
         EXPECT_FALSE(decoder.piece(bad, out)) << bad.substr(0, 80);
         EXPECT_EQ(out.size(), 1U);
     }

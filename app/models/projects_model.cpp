@@ -89,6 +89,7 @@ void ProjectsModel::update() {
     }
     std::ranges::stable_sort(tasks, [](const auto& a, const auto& b) { return a.first > b.first; });
     std::vector<ProjectTaskRow> taskRows;
+    taskRows.reserve(tasks.size());
     for (auto& [ms, row] : tasks) {
         taskRows.push_back(std::move(row));
     }

@@ -87,7 +87,8 @@ ReportExporter::~ReportExporter() {
     cancel();
 }
 
-void ReportExporter::start(Format format, const QString& path, std::shared_ptr<const ReportData> report, DaySpan days) {
+void ReportExporter::start(Format format, const QString& path, const std::shared_ptr<const ReportData>& report,
+                           DaySpan days) {
     if (job_) {
         return;
     }

@@ -32,7 +32,7 @@ public:
 
     enum class Format : std::uint8_t { csv, json, pdf };
     /// The file appears whole or not at all. `days` is what the file says it covers.
-    void start(Format format, const QString& path, std::shared_ptr<const ReportData> report, DaySpan days);
+    void start(Format format, const QString& path, const std::shared_ptr<const ReportData>& report, DaySpan days);
     void cancel();
 
     [[nodiscard]] bool isBusy() const { return job_ != nullptr; }

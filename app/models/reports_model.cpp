@@ -331,7 +331,7 @@ QString ReportsModel::spanText() const {
     const QDate first = toDate(span.first);
     const QDate last = toDate(span.last);
     const QLocale locale;
-    const QString end = locale.toString(last, QStringLiteral("d MMMM yyyy"));
+    QString end = locale.toString(last, QStringLiteral("d MMMM yyyy"));
     if (first == last) {
         return end;
     }

@@ -45,7 +45,7 @@ QString clock(std::int64_t ms) {
 QString spokenLength(std::int64_t ms) {
     const std::int64_t minutes = std::max<std::int64_t>(ms, 0) / kMinute;
     const std::int64_t hours = minutes / 60;
-    const QString rest = counted(minutes % 60, "minute", "minutes");
+    QString rest = counted(minutes % 60, "minute", "minutes");
     if (hours == 0) {
         return rest;
     }

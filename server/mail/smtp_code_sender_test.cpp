@@ -24,6 +24,7 @@ public:
     explicit MailSink(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"/usr/bin/python3", TOLVIK_MAIL_SINK});
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (auto& one : arguments) {
             argv.push_back(one.data());
         }

@@ -11,7 +11,7 @@ namespace {
 constexpr std::string_view changed = "data: changed\n\n";
 constexpr std::string_view comment = ":\n\n";
 /// A client that sends more than this into its stream is no client.
-constexpr std::size_t mostUnasked = 4 * 1024;
+constexpr std::size_t mostUnasked = 4096;
 
 }  // namespace
 

@@ -17,7 +17,7 @@ using boost::beast::error_code;
 namespace {
 
 /// Bytes of the body's framing that may wait for their line's end.
-constexpr std::size_t framingLimit = 4 * 1024;
+constexpr std::size_t framingLimit = 4096;
 
 std::string lowered(std::string_view text) {
     std::string result(text);

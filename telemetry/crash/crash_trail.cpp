@@ -37,7 +37,7 @@ std::string textIn(const std::array<char, size>& bytes) {
 template <std::size_t size>
 void store(std::array<char, size>& into, std::string_view text) noexcept {
     const auto length = std::min(text.size(), size - 1);
-    std::memcpy(into.data(), text.data(), length);
+    std::copy_n(text.begin(), length, into.begin());
     std::memset(into.data() + length, 0, size - length);
 }
 

@@ -111,7 +111,7 @@ bool VoiceManager::Impl::openSession(bool byToggle) {
     session->file = std::make_unique<RecordingFile>(
         ports.workers, ports.loop, ports.codec,
         ports.temporaryFolder / RecordingFile::nameFor(ports.random.identifier().text()), session->format,
-        session->sound, ofThisSession(std::function<void(std::string)>([this](std::string reason) {
+        session->sound, ofThisSession(std::function<void(std::string)>([this](const std::string& reason) {
             // Once the sound is complete, the file matters only to the upload, which asks again.
             if (phase == VoicePhase::listening) {
                 fail("Mic error: " + reason);
@@ -177,7 +177,7 @@ void VoiceManager::Impl::noteFirstSamples() {
     }
 }
 
-void VoiceManager::Impl::partialArrived(std::string text) {
+void VoiceManager::Impl::partialArrived(const std::string& text) {
     if (phase != VoicePhase::listening && phase != VoicePhase::transcribing) {
         return;
     }

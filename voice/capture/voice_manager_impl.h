@@ -78,24 +78,25 @@ struct VoiceManager::Impl {
     /// is over by then.
     template <class... Args>
     std::function<void(Args...)> ofThisSession(std::function<void(Args...)> call) {
-        return [weak = std::weak_ptr(alive), generation = audioGeneration, call = std::move(call)](Args... args) {
-            const auto self = weak.lock();
-            if (!self || (*self)->audioGeneration != generation) {
-                return;
-            }
-            if (!(*self)->isTransitioning) {
-                // The call may end the session that owns this very function.
-                const auto kept = call;
-                kept(args...);
-                return;
-            }
-            (*self)->ports.loop.post([weak, generation, call, args...] {
-                const auto later = weak.lock();
-                if (later && (*later)->audioGeneration == generation) {
-                    call(args...);
+        return
+            [weak = std::weak_ptr(alive), generation = audioGeneration, call = std::move(call)](const Args&... args) {
+                const auto self = weak.lock();
+                if (!self || (*self)->audioGeneration != generation) {
+                    return;
                 }
-            });
-        };
+                if (!(*self)->isTransitioning) {
+                    // The call may end the session that owns this very function.
+                    const auto kept = call;
+                    kept(args...);
+                    return;
+                }
+                (*self)->ports.loop.post([weak, generation, call, args...] {
+                    const auto later = weak.lock();
+                    if (later && (*later)->audioGeneration == generation) {
+                        call(args...);
+                    }
+                });
+            };
     }
 
     // --- the chord ---------------------------------------------------------------------------------------------------
@@ -123,7 +124,7 @@ struct VoiceManager::Impl {
 
     void takeLevel();
     void noteFirstSamples();
-    void partialArrived(std::string text);
+    void partialArrived(const std::string& text);
     void updatePending();
     void recognitionFailed(SpeechError reason);
     bool restartRecognition();
