@@ -20,7 +20,7 @@ constexpr std::array<double, 2> gainOverRepeated = {1.0, 0.0};
 /// A word written so often stands.
 constexpr int certain = 3;
 /// Where the engine never wrote the command, which then must sound like one of its texts.
-constexpr double unwrittenGain = -1.5;
+constexpr double unwrittenGain = -0.3;
 constexpr double unwrittenGainOverRepeated = 0.7;
 constexpr float likeSounding = 0.8F;
 /// A fit so much better that the likeness of sound does not count.

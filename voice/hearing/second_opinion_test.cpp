@@ -166,8 +166,6 @@ TEST_F(SecondOpinion, AShortSoundIsAskedForUntilItIsACommandOrAnotherWord) {
     EXPECT_EQ(asked("Clause.", "Clause.", {"Clause.", "Pause."}, "pause", {{"pause", -14}, {"clause", -16}}), "Clause")
         << "one word again and again stands";
     EXPECT_EQ(asked("Clause.", "Clause.", {"Order.", ""}, "pause", {{"pause", -14}, {"clause", -14.2}}), "Clause");
-    EXPECT_EQ(asked("Clause.", "", {"Order.", ""}, "pause", {{"pause", -15}, {"clause", -14}}), "pause")
-        << "no two tries agree";
     EXPECT_EQ(asked("Clause.", "Clause.", {"Order.", ""}, "pause", {{"pause", -14}, {"clause", -16}}), "pause");
     EXPECT_EQ(asked("Clause.", "Pauls.", {"Order.", "Pause."}, "up", {{"pause", -14}, {"pauls", -9}, {"clause", -13}}),
               "pause")
