@@ -135,7 +135,8 @@ const std::vector<CommandHelp>& table() {
          1,
          2,
          {},
-         "An import replaces the log and the vocabulary that the file holds, and keeps the old ones aside.",
+         "An import replaces the log and the vocabulary that the file holds, and keeps the old ones aside.\n"
+         "Where you are signed in, your other devices follow.",
          false},
         {"ask",
          "QUESTION",

@@ -100,8 +100,12 @@ void DataModel::chooseImport() {
         if (isFresh) {
             model->importFrom(path);
         } else {
-            Q_EMIT model->confirmWanted(path, QStringLiteral("It takes the place of %1. These are kept aside.")
-                                                  .arg(contentsOf(ports.store, ports.dictionary)));
+            // The import is sent like every change.
+            const bool isShared = !ports.values.text("tolvik.auth.email").empty();
+            Q_EMIT model->confirmWanted(path,
+                                        QStringLiteral("It takes the place of %1. These are kept aside.%2")
+                                            .arg(contentsOf(ports.store, ports.dictionary),
+                                                 isShared ? QStringLiteral(" Your other devices follow.") : QString()));
         }
     });
 }
