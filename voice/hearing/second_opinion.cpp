@@ -93,7 +93,7 @@ public:
     Opinion(const CommandGrammar& grammar, const Pronouncer& pronouncer, const SoundEvidence& evidence)
         : grammar_(grammar), pronouncer_(pronouncer), evidence_(evidence) {}
 
-    std::string best(std::string text) {
+    std::string best(const std::string& text) {
         if (evidence_.oneWord && isCommandAlone(text)) {
             return oneWord(text).value_or(text);
         }
