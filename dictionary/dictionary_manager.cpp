@@ -123,17 +123,17 @@ std::vector<DictionaryManager::Placed> DictionaryManager::deleteTerms(std::span<
     return gone;
 }
 
-void DictionaryManager::importLater(Workers& workers, std::string text, std::optional<Identifier> tagId,
+void DictionaryManager::importLater(Workers& workers, std::string text, const std::optional<Identifier>& tagId,
                                     std::function<void(std::vector<Identifier>)> done) {
     auto work = std::make_shared<Work<TermsToAdd>>();
-    work->make = [text = std::move(text), tagId = std::move(tagId), now = ports_.clock.now(), ids = identifiers(),
+    work->make = [text = std::move(text), tagId, now = ports_.clock.now(), ids = identifiers(),
                   ready = makeReady()](auto existing) { return termsToAdd(text, existing, tagId, now, ids, ready); };
     work->take = [this, done = std::move(done)](TermsToAdd& added) {
         std::vector<Identifier> ids = idsOf(added.entries);
         terms_.add(std::move(added.entries));
         finishInTurns(added.owed, [done, ids = std::move(ids)] { done(ids); });
     };
-    workOn(workers, std::move(work));
+    workOn(workers, work);
 }
 
 void DictionaryManager::deleteLater(Workers& workers, std::vector<Identifier> ids, std::function<void()> done) {
@@ -144,11 +144,11 @@ void DictionaryManager::deleteLater(Workers& workers, std::vector<Identifier> id
         (void)terms_.eraseIf([&](const DictEntry& entry) { return deleted.ids.contains(entry.id); });
         finishInTurns(deleted.owed, done);
     };
-    workOn(workers, std::move(work));
+    workOn(workers, work);
 }
 
 template <class Ready>
-void DictionaryManager::workOn(Workers& workers, std::shared_ptr<Work<Ready>> work) {
+void DictionaryManager::workOn(Workers& workers, const std::shared_ptr<Work<Ready>>& work) {
     work->existing = entries();
     work->revision = terms_.revision();
     workers.run([&workers, &loop = ports_.loop, weak = std::weak_ptr(alive_), work] {

@@ -79,7 +79,7 @@ public:
     /// As `importEntries` and `deleteTerms`, compared and made ready by a worker: the loop is held for the saving
     /// alone. Nothing has happened before `done` is called, in a later turn of the loop and after `onChanged`; not at
     /// all when this is gone by then. What is changed in between is respected.
-    void importLater(Workers& workers, std::string text, std::optional<Identifier> tagId,
+    void importLater(Workers& workers, std::string text, const std::optional<Identifier>& tagId,
                      std::function<void(std::vector<Identifier>)> done);
     void deleteLater(Workers& workers, std::vector<Identifier> ids, std::function<void()> done);
     /// Puts deleted entries back under their ids; those that are there again are left alone.
@@ -110,7 +110,7 @@ private:
     };
     /// Begins anew until the entries are the same after as before.
     template <class Ready>
-    void workOn(Workers& workers, std::shared_ptr<Work<Ready>> work);
+    void workOn(Workers& workers, const std::shared_ptr<Work<Ready>>& work);
     [[nodiscard]] BulkMutationSink::MakeReady makeReady() const;
     [[nodiscard]] IdentifierSeries identifiers();
 
