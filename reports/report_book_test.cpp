@@ -8,7 +8,7 @@ namespace {
 class ReportBookTest : public StoreTest {
 protected:
     std::shared_ptr<const ReportData> month(ProjectFilter filter = {}) {
-        return book.report({ReportRange::month, daysOf(ReportRange::month, store->today(), 1), std::move(filter), 1});
+        return book.report({ReportRange::month, daysOf(ReportRange::month, store->today(), 1), filter, 1});
     }
 
     ReportBook book{*store, clock, zone};

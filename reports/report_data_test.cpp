@@ -66,7 +66,7 @@ struct SmallLog {
     }
     [[nodiscard]] ReportData report(const TimeZone& zone, DaySpan days, Instant now, ProjectFilter filter = {},
                                     ReportRange range = ReportRange::custom) const {
-        return makeReport({range, days, std::move(filter), 1}, entries, lookup(), zone, now);
+        return makeReport({range, days, filter, 1}, entries, lookup(), zone, now);
     }
 
     std::map<std::string, TaskModel, std::less<>> tasks;

@@ -37,7 +37,7 @@ protected:
     }
     static int crossings(const std::vector<float>& sound, int channels, int channel) {
         int count = 0;
-        for (auto i = static_cast<std::size_t>(channels + channel); i < sound.size();
+        for (auto i = static_cast<std::size_t>(channels) + static_cast<std::size_t>(channel); i < sound.size();
              i += static_cast<std::size_t>(channels)) {
             count += sound[i - static_cast<std::size_t>(channels)] < 0 && sound[i] >= 0 ? 1 : 0;
         }

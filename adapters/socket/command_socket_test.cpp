@@ -51,7 +51,7 @@ protected:
         return server ? std::move(*server) : nullptr;
     }
     static CommandSocketServer::Handler echo() {
-        return [](std::string request, const CommandSocketServer::Reply& reply) { reply("<" + request + ">"); };
+        return [](const std::string& request, const CommandSocketServer::Reply& reply) { reply("<" + request + ">"); };
     }
     /// Runs the client while the loop runs.
     void during(const std::function<void()>& client) {

@@ -104,13 +104,13 @@ protected:
 
 TEST_F(WordingTest, LengthsAreShortAndNeverNegative) {
     EXPECT_EQ(wording::length(48 * 60'000 + 59'999), QStringLiteral("48m"));
-    EXPECT_EQ(wording::length(68 * 60'000), QStringLiteral("1h 08m"));
+    EXPECT_EQ(wording::length(std::int64_t{68} * 60'000), QStringLiteral("1h 08m"));
     EXPECT_EQ(wording::length(-5), QStringLiteral("0m"));
     EXPECT_EQ(wording::lengthOrDash(0), QStringLiteral("–"));
     EXPECT_EQ(wording::clock(48 * 60'000 + 8'999), QStringLiteral("48:08"));
     EXPECT_EQ(wording::clock(72 * 60'000 + 8'000), QStringLiteral("1:12:08"));
-    EXPECT_EQ(wording::spokenLength(61 * 60'000), QStringLiteral("1 hour 1 minute"));
-    EXPECT_EQ(wording::spokenLength(120 * 60'000), QStringLiteral("2 hours"));
+    EXPECT_EQ(wording::spokenLength(std::int64_t{61} * 60'000), QStringLiteral("1 hour 1 minute"));
+    EXPECT_EQ(wording::spokenLength(std::int64_t{120} * 60'000), QStringLiteral("2 hours"));
 }
 
 TEST_F(WordingTest, TimesAndDaysFollowTheLocale) {

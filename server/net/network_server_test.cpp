@@ -104,7 +104,7 @@ std::size_t count(std::string_view text, std::string_view part) {
 
 class NetworkServerTest : public testing::Test {
 protected:
-    void start(NetworkOptions options = {}, const TlsCredentials* tls = nullptr) {
+    void start(const NetworkOptions& options = {}, const TlsCredentials* tls = nullptr) {
         auto listening = NetworkServer::listen(options, handler, hub, counters, tls);
         ASSERT_TRUE(listening) << listening.error();
         server = std::move(*listening);

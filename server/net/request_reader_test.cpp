@@ -83,7 +83,7 @@ TEST(RequestReader, refusesWhatTwoReadersCouldReadDifferently) {
         {"a whole address", "GET http://elsewhere/ HTTP/1.1\r\nHost: x\r\n\r\n", 400},
         {"a control character in the path", "GET /a\x01 HTTP/1.1\r\nHost: x\r\n\r\n", 400},
         {"another protocol", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 505},
-        {"not HTTP", "\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03\r\n\r\n", 400},
+        {"not HTTP", std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03\r\n\r\n", 15), 400},
         {"a packed body", post + "Content-Encoding: gzip\r\nContent-Length: 1\r\n\r\na", 415},
         {"an unknown expectation", post + "Expect: cake\r\nContent-Length: 1\r\n\r\na", 417},
         {"a long body by its length", post + "Content-Length: 101\r\n\r\n", 413},

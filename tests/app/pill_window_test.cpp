@@ -123,8 +123,8 @@ protected:
                 .codec = codec_,
                 .temporaryFolder = folder_.path().toStdString(),
                 .vocabulary = [] { return SpeechVocabulary{}; },
-                .execute = [this](const std::string& transcript, const auto& done) { done(outcome(transcript)); },
-                .preview = [this](const std::string& transcript) { return outcome(transcript); },
+                .execute = [](const std::string& transcript, const auto& done) { done(outcome(transcript)); },
+                .preview = [](const std::string& transcript) { return outcome(transcript); },
                 .undo = [this]() -> std::optional<std::string> {
                     ++undone_;
                     return "Started x";

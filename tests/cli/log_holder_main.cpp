@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
         loop.quit();
     });
     if (argc > 1 && std::string_view(argv[1]) == "--silent") {
-        std::cout << "ready" << std::endl;
+        std::cout << "ready" << '\n' << std::flush;
         loop.run();
         signals.join();
         return 0;
@@ -78,7 +78,8 @@ int main(int argc, char** argv) {
                             .dictionary = &(*services)->dictionary(),
                             .account = &account,
                             .folder = paths.data,
-                            .raise = [] { std::cout << "raised" << std::endl; }});
+                            .raise = [] { std::cout << "raised" << '\n'
+                                                    << std::flush; }});
     auto server = CommandSocketServer::start(paths.socket(), loop,
                                              [&](const std::string& request, CommandSocketServer::Reply reply) {
                                                  service.answer(request, std::move(reply));
@@ -87,7 +88,7 @@ int main(int argc, char** argv) {
         std::cerr << server.error() << "\n";
         std::quick_exit(3);
     }
-    std::cout << "ready" << std::endl;
+    std::cout << "ready" << '\n' << std::flush;
     loop.run();
     server->reset();
     signals.join();

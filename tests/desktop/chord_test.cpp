@@ -7,7 +7,6 @@
 namespace tolvik {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ChordTest : public DesktopTest {

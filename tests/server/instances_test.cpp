@@ -126,6 +126,30 @@ TEST_P(InstancesTest, AListenerThatLostItsConnectionSaysSoAndHearsAgain) {
     EXPECT_TRUE(other.soon([&] { return other.announced.size() == 1; }));
 }
 
+TEST_P(InstancesTest, TwoThatStartTogetherOnAnOlderDatabaseUpgradeItOnce) {
+    const std::string token = signIn("a@b.c");
+    const std::string id = newId();
+    EXPECT_EQ(send(token, "POST", "/tasks", task(id)).status, 200);
+    storage.reset();
+    otherStorage.reset();
+    PostgresConnection operatorOf(address, "operator");
+    ASSERT_FALSE(operatorOf.connect().has_value());
+    ASSERT_TRUE(operatorOf.execute("DROP INDEX record_long; DELETE FROM schema_version WHERE version = 2"));
+    std::thread other([&] {
+        auto opened = PostgresStorage::open(address, 3);
+        ASSERT_TRUE(opened.has_value()) << opened.error().text;
+        otherStorage = std::move(*opened);
+    });
+    auto opened = PostgresStorage::open(address, 3);
+    other.join();
+    ASSERT_TRUE(opened.has_value()) << opened.error().text;
+    storage = std::move(*opened);
+    EXPECT_EQ(operatorOf.numberOf("SELECT count(*) FROM schema_version"), 2);
+    EXPECT_EQ(operatorOf.numberOf("SELECT count(*) FROM pg_indexes WHERE indexname = 'record_long'"), 1);
+    EXPECT_FALSE(byId(pull(token)["tasks"], id).is_null());
+    EXPECT_EQ(ask(true, token, "POST", "/tasks", task(newId())).status, 200);
+}
+
 TEST_P(InstancesTest, DevicesOnBothChangeTheSameAccountsAtTheSameTime) {
     constexpr int rounds = 40;
     const std::vector<std::string> tokens{signIn("a@b.c"), signIn("x@y.z")};

@@ -123,7 +123,7 @@ TEST_P(SignInTest, WhatIsStoredGivesNeitherCodesNorTokensAway) {
 
 TEST_P(SignInTest, NameAndProfileAreKeptAndGoWithTheAccount) {
     const std::string token = signIn("a@b.c");
-    const std::string odd = std::string("Zo\u00eb \U0001F600 \"\\\n\0x", 16);
+    const std::string odd = std::string("Zo\u00eb \U0001F600 \"\\\n\0x", 15);
     EXPECT_EQ(send(token, "PUT", "/auth/me", Json{{"name", odd}}).status, 200);
     EXPECT_EQ(send(token, "PUT", "/auth/me", Json{{"name", 5}}).status, 400);
     EXPECT_EQ(send(token, "PUT", "/auth/me", Json{{"name", std::string(201, 'x')}}).status, 400);
