@@ -15,8 +15,8 @@ namespace tolvik {
 
 /// Makes the log another user's: sets the present owner's collections, vocabulary and last operation aside under that
 /// user's id and brings the new one's back, in one transaction. A log without an owner becomes the user's as it is, as
-/// does that of a deleted account of the same address; an empty user changes nothing. True when other collections are in
-/// place now. For when nobody has the log open.
+/// does that of a deleted account of the same address; an empty user changes nothing. True when other collections are
+/// in place now. For when nobody has the log open.
 [[nodiscard]] Result<bool, StoreError> giveLogTo(ValueStore& values, const std::string& user);
 
 }  // namespace tolvik
