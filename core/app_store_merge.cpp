@@ -424,7 +424,10 @@ bool AppStore::copySome(StorePull& pull) {
 
 PullOutcome AppStore::finishPull(StorePull& pull, PullPlan plan, const IdSet& held, WriteBatch writes) {
     if (std::exchange(pull.isVoid, true)) {
-        return {};
+        // What the queue has to tell the disk holds, whatever becomes of the records.
+        std::ranges::move(writes.writes, std::back_inserter(impl_->held.writes));
+        impl_->flush();
+        return {.isVoid = true};
     }
     return impl_->finishPull(pull, std::move(plan), held, std::move(writes));
 }

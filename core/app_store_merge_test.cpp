@@ -171,5 +171,19 @@ TEST_F(StoreMergeTest, ALogIsSetAsideForItsOwnerAndReturns) {
     EXPECT_EQ(store->tasks().size(), 1U);
 }
 
+TEST_F(StoreMergeTest, APullThatAnImportOvertookMergesNothingAndStillKeepsWhatTheQueueSays) {
+    start("here");
+    const auto pull = copied();
+    ASSERT_TRUE(
+        store->importAll(R"({"tolvik:tasks":[],"tolvik:timeEntries":[],"tolvik:switchLogs":[],"tolvik:tags":[]})"));
+    const PullOutcome outcome =
+        store->finishPull(*pull, {}, {}, {{WriteBatch::AppendJournal{"outbox/somebody", R"({"done":"A"})"}}});
+    EXPECT_TRUE(outcome.isVoid);
+    EXPECT_TRUE(store->tasks().empty());
+    const auto journal = values.journal("outbox/somebody");
+    ASSERT_TRUE(journal);
+    EXPECT_EQ(journal->size(), 1U);
+}
+
 }  // namespace
 }  // namespace tolvik

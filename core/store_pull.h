@@ -42,6 +42,8 @@ struct PullOutcome {
     std::size_t queued = 0;
     /// Pulled records that fit nowhere.
     std::size_t strays = 0;
+    /// The whole log became another meanwhile: nothing was merged, and all is to be pulled again.
+    bool isVoid = false;
 };
 
 }  // namespace tolvik

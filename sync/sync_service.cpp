@@ -328,7 +328,7 @@ struct SyncService::Impl {
         const std::size_t terms = ports.dictionary.mergePulled(prepared->terms, prepared->removedTerms, held, isFull);
         auto outcome = ports.store.finishPull(*pull, std::move(prepared->plan), held, std::move(writes));
         outcome.queued += terms;
-        if (outcome.strays > 0 && !isFull) {
+        if (outcome.isVoid || (outcome.strays > 0 && !isFull)) {
             owesFull = true;
         }
         ports.store.pullCompleted();
