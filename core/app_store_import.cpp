@@ -68,19 +68,16 @@ Result<void, std::string> AppStore::Impl::import(std::string_view json) {
     keep(before.timeEntries);
     keep(before.switchLogs);
     keep(before.tags);
-    const auto replaceBy = [&](WholeLog whole) {
-        tasks.assign(std::move(whole.tasks));
-        entries.assign(std::move(whole.timeEntries));
-        logs.assign(std::move(whole.switchLogs));
-        tags.assign(std::move(whole.tags));
-        reindexTasks();
-    };
-    replaceBy(std::move(*log));
+    // Before anything changes, and as large as what follows: a disk that has no room says so here.
     if (!flush()) {
         held.writes.clear();
-        replaceBy(before);
         return failure(std::string(describe(*saveProblem)));
     }
+    tasks.assign(std::move(log->tasks));
+    entries.assign(std::move(log->timeEntries));
+    logs.assign(std::move(log->switchLogs));
+    tags.assign(std::move(log->tags));
+    reindexTasks();
     deletedTaskIds.clear();
     for (const auto& weak : pulls) {
         if (const auto pull = weak.lock()) {
@@ -93,7 +90,11 @@ Result<void, std::string> AppStore::Impl::import(std::string_view json) {
     owe(change.done.entries, before.timeEntries, entries.all());
     owe(change.done.logs, before.switchLogs, logs.all());
     restoreInvariants(change);
+    // The other log and what the server is owed for it, in one transaction.
     finish(std::move(change), std::nullopt);
+    if (saveProblem) {
+        return failure(std::string(describe(*saveProblem)));
+    }
     if (before.tasks.empty() && before.timeEntries.empty() && before.switchLogs.empty() && before.tags.empty()) {
         // Nothing here was ever told; the next pull finds out what the server lacks.
         return {};
