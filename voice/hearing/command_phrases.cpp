@@ -115,7 +115,8 @@ std::vector<std::string> writtenOut(std::string_view text) {
     std::vector<std::string> out;
     for (const std::string& rest : writtenOut(text.substr(behind + (optional ? 1 : 0)))) {
         for (const std::string& middle : middles) {
-            out.push_back(joined(words(std::string(text.substr(0, open)) + middle + " " + rest), " "));
+            out.push_back(
+                joined(words(std::string(text.substr(0, open)).append(middle).append(" ").append(rest)), " "));
         }
     }
     return out;

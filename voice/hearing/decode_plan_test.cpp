@@ -212,7 +212,8 @@ TEST(Resampler, KeepsSpeechFrequenciesAndDropsWhatWouldFoldOver) {
         for (std::size_t at = samples.size() / 4; at < samples.size() * 3 / 4; ++at) {
             sum += static_cast<double>(samples[at]) * samples[at];
         }
-        return sum / static_cast<double>(samples.size() / 2);
+        const std::size_t summed = samples.size() / 2;
+        return sum / static_cast<double>(summed);
     };
     for (const int input : {8000, 16000, 44100, 48000, 96000}) {
         for (const double frequency : {1000.0, 11000.0}) {

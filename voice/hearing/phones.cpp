@@ -106,8 +106,9 @@ using Table = std::array<std::array<float, phoneNames.size()>, phoneNames.size()
 const Table& costs() {
     static const Table table = [] {
         Table made = {};
-        for (Phone a = 0; a < phoneNames.size(); ++a) {
-            for (Phone b = 0; b < phoneNames.size(); ++b) {
+        constexpr auto count = static_cast<Phone>(phoneNames.size());
+        for (Phone a = 0; a < count; ++a) {
+            for (Phone b = 0; b < count; ++b) {
                 made[a][b] = a == b ? 0.0F : rawCost(a, b);
             }
         }

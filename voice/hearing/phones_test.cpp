@@ -8,9 +8,10 @@ namespace tolvik {
 namespace {
 
 TEST(Phones, DistanceIsAMetricOfTheEar) {
-    for (Phone a = 0; a < phoneNames.size(); ++a) {
+    constexpr auto count = static_cast<Phone>(phoneNames.size());
+    for (Phone a = 0; a < count; ++a) {
         EXPECT_EQ(substitutionCost(a, a), 0);
-        for (Phone b = 0; b < phoneNames.size(); ++b) {
+        for (Phone b = 0; b < count; ++b) {
             EXPECT_FLOAT_EQ(substitutionCost(a, b), substitutionCost(b, a));
             EXPECT_GE(substitutionCost(a, b), a == b ? 0.0F : 0.1F);
         }

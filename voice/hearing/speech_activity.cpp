@@ -217,7 +217,11 @@ void SpeechActivity::take(std::span<const float> samples) {
             // The word began before its voice did: go back over what is close and loud enough.
             std::size_t begin = now;
             const std::size_t earliest = now < steadyRun + longestVoiceless ? 0 : now - steadyRun - longestVoiceless;
-            for (std::size_t at = now; at-- > earliest && begin - at <= longestGap;) {
+            for (std::size_t at = now; at > earliest;) {
+                --at;
+                if (begin - at > longestGap) {
+                    break;
+                }
                 if (levels_[at] >= threshold()) {
                     begin = at;
                 }
