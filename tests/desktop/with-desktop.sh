@@ -145,7 +145,12 @@ if [ -n "$sound" ]; then
         serve sound env -u PULSE_SERVER pulseaudio -n --daemonize=no --exit-idle-time=-1 --disable-shm=yes --realtime=no \
             --high-priority=no --log-target=stderr --load="module-native-protocol-unix socket=$XDG_RUNTIME_DIR/pulse/native"
     else
+        # Headphones by radio are looked for through the system's log-in service, which is not everywhere.
+        mkdir -p "$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d"
+        echo 'bluez_monitor.enabled = false' >"$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d/80-none.lua"
         serve pipewire pipewire
+        # The others end, or do without it, when it does not listen yet.
+        until_true test -S "$XDG_RUNTIME_DIR/pipewire-0" || die "PipeWire did not start" pipewire
         serve wireplumber wireplumber
         serve sound pipewire-pulse
     fi
