@@ -67,6 +67,8 @@ protected:
     FileDescriptor connected() const {
         FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const auto file = socketFileAt(path_);
+        EXPECT_GE(socket.get(), 0);
+        // NOLINTNEXTLINE(clang-analyzer-unix.StdCLibraryFunctions): said above
         EXPECT_EQ(::connect(socket.get(), file->get(), sizeof file->address), 0);
         return socket;
     }

@@ -17,7 +17,7 @@ namespace tolvik::server {
 class RequestReader {
 public:
     /// Request line and header fields together, in bytes.
-    static constexpr std::size_t headLimit = 16 * 1024;
+    static constexpr std::size_t headLimit = 16'384;
     /// Header fields of one request.
     static constexpr std::size_t fieldLimit = 64;
 

@@ -124,7 +124,9 @@ TEST_F(ChordWithoutDisplay, SaysPlainlyWhatIsMissing) {
     };
     EXPECT_EQ(problemWith(":99999"), "The X server :99999 cannot be reached, so the chord cannot be seen.");
 
-    const std::string display = std::getenv("DISPLAY");
+    const char* const given = std::getenv("DISPLAY");
+    ASSERT_NE(given, nullptr);
+    const std::string display = given;
     ::unsetenv("DISPLAY");
     EXPECT_EQ(problemWith(""), "There is no X11 display, so the chord cannot be seen.");
     ::setenv("DISPLAY", display.c_str(), 1);
