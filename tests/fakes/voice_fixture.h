@@ -8,11 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "tests/fakes/fake_audio_file_codec.h"
-#include "tests/fakes/fake_chord_monitor.h"
-#include "tests/fakes/fake_media_players.h"
-#include "tests/fakes/fake_microphone.h"
-#include "tests/fakes/fake_speech_recognizer.h"
+#include "tests/fakes/fake_voice_parts.h"
 #include "tests/fakes/memory_value_store.h"
 #include "tests/fakes/virtual_main_loop.h"
 #include "voice/capture/push_to_talk_hotkey.h"
@@ -21,7 +17,7 @@
 namespace tolvik {
 
 /// A voice manager with fakes around it, and what is done to it.
-class VoiceManagerTest : public testing::Test {
+class VoiceManagerTest : public testing::Test, protected FakeVoiceParts {
 protected:
     static constexpr std::uint32_t chordKeys = PushToTalkHotkey::defaultModifiers;
 
@@ -38,41 +34,30 @@ protected:
     }
 
     VoiceManager::Ports ports() {
-        return {.loop = loop,
-                .workers = workers,
-                .clock = clock,
-                .random = random,
-                .values = values,
-                .chord = chord,
-                .microphone = microphone,
-                .recognizer = recognizer,
-                .media = media,
-                .codec = codec,
-                .transcription = transcription,
-                .temporaryFolder = folder,
-                .vocabulary = [] { return SpeechVocabulary{{"Design review"}, {}, {}}; },
-                .execute =
-                    [this](const std::string& transcript, std::function<void(const CommandOutcome&)> done) {
-                        executed.push_back(transcript);
-                        if (executesLate) {
-                            answerExecution = std::move(done);
-                        } else {
-                            done(outcome);
-                        }
-                    },
-                .preview =
-                    [this](const std::string& transcript) {
-                        ++previews;
-                        CommandOutcome would;
-                        would.action = transcript == "um" ? "none" : "start";
-                        would.taskTitle = transcript;
-                        return would;
-                    },
-                .undo = [this]() -> std::optional<std::string> {
-                    ++undos;
-                    return undoWords;
-                },
-                .prompt = [] { return "Recent task titles: A."; }};
+        auto ports = voicePorts(loop, workers, clock, random, values, folder);
+        ports.transcription = transcription;
+        ports.vocabulary = [] { return SpeechVocabulary{{"Design review"}, {}, {}}; };
+        ports.execute = [this](const std::string& transcript, std::function<void(const CommandOutcome&)> done) {
+            executed.push_back(transcript);
+            if (executesLate) {
+                answerExecution = std::move(done);
+            } else {
+                done(outcome);
+            }
+        };
+        ports.preview = [this](const std::string& transcript) {
+            ++previews;
+            CommandOutcome would;
+            would.action = transcript == "um" ? "none" : "start";
+            would.taskTitle = transcript;
+            return would;
+        };
+        ports.undo = [this]() -> std::optional<std::string> {
+            ++undos;
+            return undoWords;
+        };
+        ports.prompt = [] { return "Recent task titles: A."; };
+        return ports;
     }
 
     void press(Millis duration = Millis{0}) {
@@ -140,11 +125,6 @@ protected:
     ImmediateWorkers workers;
     FakeRandom random;
     MemoryValueStore values;
-    FakeChordMonitor chord;
-    FakeMicrophone microphone;
-    FakeSpeechRecognizer recognizer;
-    FakeMediaPlayers media;
-    FakeAudioFileCodec codec;
     TranscriptionClient* transcription = nullptr;
 
     CommandOutcome outcome = started("Design review");

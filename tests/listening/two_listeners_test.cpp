@@ -7,12 +7,8 @@
 #include "adapters/asio/asio_main_loop.h"
 #include "adapters/http/curl_http_client.h"
 #include "adapters/system/system_clock.h"
-#include "tests/fakes/fake_audio_file_codec.h"
-#include "tests/fakes/fake_chord_monitor.h"
-#include "tests/fakes/fake_media_players.h"
-#include "tests/fakes/fake_microphone.h"
 #include "tests/fakes/fake_secret_store.h"
-#include "tests/fakes/fake_speech_recognizer.h"
+#include "tests/fakes/fake_voice_parts.h"
 #include "tests/fakes/local_server.h"
 #include "tests/fakes/memory_value_store.h"
 #include "tests/fakes/virtual_main_loop.h"
@@ -39,7 +35,7 @@ std::string answer(int status, std::string_view body) {
 }
 
 /// The controller with the real upload and a recogniser that hears "start here"; the server is a thread of the test's.
-class TwoListenersTest : public testing::Test {
+class TwoListenersTest : public testing::Test, protected FakeVoiceParts {
 protected:
     TwoListenersTest() : certificate(folder.string()) {
         for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
@@ -71,6 +67,21 @@ protected:
         EXPECT_TRUE(loop.runUntil([&] { return voice.phase() == VoicePhase::done || voice.error(); }, kPatience));
     }
 
+    VoiceManager::Ports ports() {
+        auto out = voicePorts(loop, workers, clock, random, values, folder);
+        out.transcription = &transcription;
+        out.execute = [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
+            executed.push_back(transcript);
+            CommandOutcome outcome;
+            outcome.action = "start";
+            outcome.feedback = "started";
+            done(outcome);
+        };
+        out.preview = [](const std::string&) { return CommandOutcome(); };
+        out.undo = [] { return std::optional<std::string>(); };
+        return out;
+    }
+
     std::filesystem::path folder = folderForTest();
     TestCertificate certificate;
     std::string base;
@@ -84,36 +95,8 @@ protected:
     BackendEndpoint endpoint{[this] { return std::optional(base); }};
     CurlHttpClient http{loop};
     WhisperService transcription{{http, endpoint, session, loop, random}};
-    FakeChordMonitor chord;
-    FakeMicrophone microphone;
-    FakeSpeechRecognizer recognizer;
-    FakeMediaPlayers media;
-    FakeAudioFileCodec codec;
     std::vector<std::string> executed;
-    VoiceManager voice{
-        {.loop = loop,
-         .workers = workers,
-         .clock = clock,
-         .random = random,
-         .values = values,
-         .chord = chord,
-         .microphone = microphone,
-         .recognizer = recognizer,
-         .media = media,
-         .codec = codec,
-         .transcription = &transcription,
-         .temporaryFolder = folder,
-         .vocabulary = [] { return SpeechVocabulary(); },
-         .execute =
-             [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
-                 executed.push_back(transcript);
-                 CommandOutcome outcome;
-                 outcome.action = "start";
-                 outcome.feedback = "started";
-                 done(outcome);
-             },
-         .preview = [](const std::string&) { return CommandOutcome(); },
-         .undo = [] { return std::optional<std::string>(); }}};
+    VoiceManager voice{ports()};
 };
 
 TEST_F(TwoListenersTest, TheServersAnswerDecidesWhoseTextIsUsed) {

@@ -20,38 +20,25 @@ SampleWindow::SampleWindow(bool firstRun, std::optional<CrashReport> crash) : fi
                                                      .isSignedIn = [] { return false; },
                                                      .requestDay = {}});
     microphone.list = {{"desk", "Desk microphone", true}, {"cam", "Camera", false}};
-    voice = std::make_unique<VoiceManager>(VoiceManager::Ports{
-        .loop = loop,
-        .workers = workers,
-        .clock = clock,
-        .random = random,
-        .values = values,
-        .chord = chord,
-        .microphone = microphone,
-        .recognizer = recognizer,
-        .media = media,
-        .codec = codec,
-        .transcription = nullptr,
-        .temporaryFolder = std::filesystem::temp_directory_path() / "tolvik-sample-window",
-        .vocabulary = [] { return SpeechVocabulary{}; },
-        .execute =
-            [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
-                const auto id = store->startTask(transcript, ChangeSource::voice);
-                CommandOutcome outcome;
-                outcome.action = "start";
-                outcome.taskId = id;
-                outcome.taskTitle = transcript;
-                outcome.feedback = transcript;
-                done(outcome);
-            },
-        .preview =
-            [](const std::string& transcript) {
-                CommandOutcome outcome;
-                outcome.action = "start";
-                outcome.taskTitle = transcript;
-                return outcome;
-            },
-        .undo = [this] { return store->undo(); }});
+    auto ports = voicePorts(loop, workers, clock, random, values,
+                            std::filesystem::temp_directory_path() / "tolvik-sample-window");
+    ports.execute = [this](const std::string& transcript, const std::function<void(const CommandOutcome&)>& done) {
+        const auto id = store->startTask(transcript, ChangeSource::voice);
+        CommandOutcome outcome;
+        outcome.action = "start";
+        outcome.taskId = id;
+        outcome.taskTitle = transcript;
+        outcome.feedback = transcript;
+        done(outcome);
+    };
+    ports.preview = [](const std::string& transcript) {
+        CommandOutcome outcome;
+        outcome.action = "start";
+        outcome.taskTitle = transcript;
+        return outcome;
+    };
+    ports.undo = [this] { return store->undo(); };
+    voice = std::make_unique<VoiceManager>(std::move(ports));
     voice->setEnabled(true);
     telemetryFolder = std::filesystem::temp_directory_path() / ("tolvik-sample-" + std::to_string(::getpid()));
     telemetry = std::make_unique<Telemetry>(Telemetry::Ports{.values = values,

@@ -13,15 +13,11 @@
 #include "core/app_store.h"
 #include "dictionary/dictionary_manager.h"
 #include "telemetry/telemetry.h"
-#include "tests/fakes/fake_audio_file_codec.h"
-#include "tests/fakes/fake_chord_monitor.h"
 #include "tests/fakes/fake_clock.h"
 #include "tests/fakes/fake_http_client.h"
-#include "tests/fakes/fake_media_players.h"
-#include "tests/fakes/fake_microphone.h"
 #include "tests/fakes/fake_secret_store.h"
 #include "tests/fakes/fake_sinks.h"
-#include "tests/fakes/fake_speech_recognizer.h"
+#include "tests/fakes/fake_voice_parts.h"
 #include "tests/fakes/memory_value_store.h"
 #include "tests/fakes/virtual_main_loop.h"
 #include "tests/ui/sample_account.h"
@@ -47,7 +43,7 @@ private:
 
 /// Everything behind a window, with real models, store and voice controller over fake ports. The clock starts on
 /// Friday 6 November 2026 in Helsinki.
-class SampleWindow {
+class SampleWindow : public FakeVoiceParts {
 public:
     /// With `firstRun` the first-run steps are shown, as on a fresh machine; `crash` is what happened to the process
     /// before.
@@ -78,11 +74,6 @@ public:
     FakeMutationSink mutations;
     FakeHoldOff holdOff;
     ImmediateWorkers workers;
-    FakeChordMonitor chord;
-    FakeMicrophone microphone;
-    FakeSpeechRecognizer recognizer;
-    FakeMediaPlayers media;
-    FakeAudioFileCodec codec;
     SampleAppearance appearance;
     SampleAccount account;
     /// What lines that begin with "/" were carried out as.
