@@ -210,9 +210,12 @@ std::size_t DictionaryManager::mergePulled(const std::vector<DictEntry>& pulled,
     for (const DictEntry& entry : pulled) {
         theirs.try_emplace(entry.id, &entry);
     }
-    const auto isHere = [&](const DictEntry& entry) { return theirs.contains(entry.id) || kept.contains(entry.id); };
-    if (std::ranges::any_of(entries(), [&](const auto& e) { return removed.contains(e.id) && !isHere(e); })) {
-        (void)terms_.eraseIf([&](const DictEntry& e) { return removed.contains(e.id) && !isHere(e); });
+    const auto goes = [&](const DictEntry& entry) {
+        return removed.contains(entry.id) && !theirs.contains(entry.id) && !kept.contains(entry.id);
+    };
+    // Taking out goes over all, also when there is nothing.
+    if (std::ranges::any_of(entries(), goes)) {
+        (void)terms_.eraseIf(goes);
     }
     const Instant now = ports_.clock.now();
     std::vector<Mutation> owed;

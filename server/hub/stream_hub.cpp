@@ -3,6 +3,18 @@
 #include <algorithm>
 
 namespace tolvik::server {
+namespace {
+
+/// Without the hub's lock: a subscriber may come back to it. Those that are gone are null.
+void callEach(const std::vector<std::shared_ptr<Subscriber>>& subscribers, void (Subscriber::*call)()) {
+    for (const auto& one : subscribers) {
+        if (one) {
+            (one.get()->*call)();
+        }
+    }
+}
+
+}  // namespace
 
 StreamHub::Refusal StreamHub::add(const std::string& userId, const std::string& deviceId,
                                   const std::shared_ptr<Subscriber>& subscriber) {
@@ -59,11 +71,7 @@ void StreamHub::announce(const Announcement& announcement) {
             }
         }
     }
-    for (const auto& one : told) {
-        if (one) {
-            one->announce();
-        }
-    }
+    callEach(told, &Subscriber::announce);
 }
 
 void StreamHub::announceToAll() {
@@ -77,11 +85,7 @@ void StreamHub::announceToAll() {
             }
         }
     }
-    for (const auto& one : told) {
-        if (one) {
-            one->announce();
-        }
-    }
+    callEach(told, &Subscriber::announce);
 }
 
 void StreamHub::endStreams(const std::string& userId, const std::string& deviceId) {
@@ -98,11 +102,7 @@ void StreamHub::endStreams(const std::string& userId, const std::string& deviceI
             }
         }
     }
-    for (const auto& one : ended) {
-        if (one) {
-            one->end();
-        }
-    }
+    callEach(ended, &Subscriber::end);
 }
 
 std::size_t StreamHub::count() const {
