@@ -88,6 +88,8 @@ struct AppStore::Impl {
     template <class Record>
     void restoreOne(const ServerCopy& copy);
     void note(const OperationRecord& done);
+    /// So that `queueCreations`, which takes from the end, owes first what others name.
+    void orderCreations();
     void queueCreations();
     /// What was adapted goes to the server copies with the next save.
     void stageAdapted();

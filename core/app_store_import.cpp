@@ -99,14 +99,15 @@ Result<void, std::string> AppStore::Impl::import(std::string_view json) {
         // Nothing here was ever told; the next pull finds out what the server lacks.
         return {};
     }
-    // The next last: projects before the tasks that name them, tasks before what belongs to them.
     std::vector<std::pair<RecordKind, Identifier>> fresh;
     addNew(fresh, before.switchLogs, logs.all());
     addNew(fresh, before.timeEntries, entries.all());
     addNew(fresh, before.tasks, tasks.all());
     addNew(fresh, before.tags, tags.all());
     if (fresh.size() <= kMostTold) {
-        creations = std::move(fresh);
+        // What a pull found that the server lacks is still owed.
+        creations.insert(creations.end(), fresh.begin(), fresh.end());
+        orderCreations();
         queueCreations();
     }
     return {};

@@ -146,11 +146,7 @@ PullOutcome AppStore::Impl::finishPull(StorePull& pull, PullPlan plan, const IdS
             creations.emplace_back(RecordKind::switchLog, id);
         }
     }
-    // Projects before the tasks that name them, tasks before what belongs to them.
-    const auto rank = [](RecordKind kind) { return kind == RecordKind::tag ? 0 : kind == RecordKind::task ? 1 : 2; };
-    std::ranges::sort(creations, [&](const auto& a, const auto& b) {
-        return std::pair(rank(a.first), a.second.text()) > std::pair(rank(b.first), b.second.text());
-    });
+    orderCreations();
     if (!large) {
         finishUnowed();
         queueCreations();
@@ -317,6 +313,14 @@ void AppStore::Impl::finishUnowed() {
         scheduleBulk();
     }
     rebuildAndTell();
+}
+
+void AppStore::Impl::orderCreations() {
+    // Projects before the tasks that name them, tasks before what belongs to them.
+    const auto rank = [](RecordKind kind) { return kind == RecordKind::tag ? 0 : kind == RecordKind::task ? 1 : 2; };
+    std::ranges::sort(creations, [&](const auto& a, const auto& b) {
+        return std::pair(rank(a.first), a.second.text()) > std::pair(rank(b.first), b.second.text());
+    });
 }
 
 void AppStore::Impl::queueCreations() {
